@@ -1,0 +1,37 @@
+# What the tree is compiled with. Link product_flags for sources of the system, test_flags for tests.
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+include(CheckPIESupported)
+check_pie_supported()
+
+add_library(warning_flags INTERFACE)
+target_compile_options(warning_flags INTERFACE
+    -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+target_compile_definitions(warning_flags INTERFACE _GNU_SOURCE)
+
+add_library(product_flags INTERFACE)
+target_compile_options(product_flags INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions;-fno-rtti>)
+target_link_libraries(product_flags INTERFACE warning_flags)
+
+add_library(test_flags INTERFACE)
+target_link_libraries(test_flags INTERFACE warning_flags)
+
+if(QUILLON_SANITIZE STREQUAL "address")
+    set(sanitizers address,undefined)
+elseif(QUILLON_SANITIZE STREQUAL "thread")
+    set(sanitizers thread)
+elseif(QUILLON_SANITIZE)
+    message(FATAL_ERROR "QUILLON_SANITIZE is address, thread or empty, not ${QUILLON_SANITIZE}")
+endif()
+if(QUILLON_SANITIZE)
+    add_compile_options(-fsanitize=${sanitizers} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=${sanitizers})
+endif()
+if(QUILLON_COVERAGE)
+    add_compile_options(--coverage)
+    add_link_options(--coverage)
+endif()

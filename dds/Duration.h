@@ -1,0 +1,55 @@
+/**
+ * Durations: seconds and nanoseconds.
+ *
+ * A duration is infinite when either field is 0x7FFFFFFF, and automatic when it is exactly
+ * {-1, 0}. Nanoseconds of a second and more are accepted and carried when the duration becomes a
+ * time.
+ *
+ * Threads: the operations touch only their arguments.
+ *
+ *     struct DDS_Duration_t patience = {2, 500000000};
+ *     struct ZOVNtpTime timeout;
+ *     DDS_Duration_to_ntp_time(&patience, &timeout);
+ */
+#ifndef WOLKCORE_DDS_DURATION_H
+#define WOLKCORE_DDS_DURATION_H
+
+#include "dds/Types.h"
+#include "osapi/Time.h"
+
+ZOV_BEGIN_DECLARATIONS
+
+struct DDS_Duration_t
+{
+    DDS_Long sec;
+    DDS_UnsignedLong nanosec;
+};
+typedef struct DDS_Duration_t DDS_Duration_t;
+
+extern const DDS_Long DDS_DURATION_INFINITE_SEC;          /**< 0x7FFFFFFF */
+extern const DDS_UnsignedLong DDS_DURATION_INFINITE_NSEC; /**< 0x7FFFFFFF */
+extern const struct DDS_Duration_t DDS_DURATION_INFINITE; /**< both */
+extern const DDS_Long DDS_DURATION_ZERO_SEC;              /**< 0 */
+extern const DDS_UnsignedLong DDS_DURATION_ZERO_NSEC;     /**< 0 */
+extern const struct DDS_Duration_t DDS_DURATION_ZERO;     /**< {0, 0} */
+extern const DDS_Long DDS_DURATION_AUTO_SEC;              /**< -1 */
+extern const DDS_UnsignedLong DDS_DURATION_AUTO_NSEC;     /**< 0 */
+extern const struct DDS_Duration_t DDS_DURATION_AUTO;     /**< {-1, 0} */
+
+extern const DDS_Long DDS_LENGTH_UNLIMITED;         /**< -1, a limit that is none */
+extern const DDS_Long DDS_LENGTH_AUTO;              /**< -2, a limit that the system chooses */
+extern const DDS_Long DDS_AUTO_MAX_TOTAL_INSTANCES; /**< 0 */
+
+/**
+ * Turns a duration into a time.
+ *
+ * An infinite duration becomes {0x7FFFFFFF, 0xFFFFFFFF} and the automatic one {-1, 0}. Nanoseconds
+ * are carried into seconds; seconds that overflow become 0x7FFFFFFF, with the fraction that the
+ * nanoseconds give. The fraction is truncated.
+ */
+void DDS_Duration_to_ntp_time(const struct DDS_Duration_t *duration, struct ZOVNtpTime *time_out)
+    ZOV_NONNULL();
+
+ZOV_END_DECLARATIONS
+
+#endif

@@ -1,0 +1,111 @@
+/**
+ * Splits the command line in two: the launcher's own options, found by index, and everything else,
+ * which is the generator's.
+ *
+ * The generator's arguments wait in a buffer in the form in which they are sent: each followed by a
+ * newline, then "-workingDirectory" and the current directory in the same form, then an empty line
+ * and a NUL byte.
+ *
+ * An option is recognised behind its first character, whatever that is, by any prefix of its name
+ * in any case; the first option of the table that fits wins.
+ *
+ * Threads: a manager belongs to one thread at a time.
+ *
+ *     QUILLONParameterManager *manager = QUILLONParameterManager_new(argc, argv);
+ *     int32_t port = 14662;
+ *     QUILLONParameterManager_getParameter(manager, &port, NULL, QUILLON_PARAMETER_SERVER_PORT,
+ *                                          QUILLON_PARAMETER_KIND_INTEGER);
+ */
+#ifndef QUILLON_LAUNCHER_PARAMETER_MANAGER_H
+#define QUILLON_LAUNCHER_PARAMETER_MANAGER_H
+
+#include "log/Base.h"
+
+ZOV_BEGIN_DECLARATIONS
+
+/** Indices of the options, in the order of the table. */
+enum {
+    QUILLON_PARAMETER_HELP,
+    QUILLON_PARAMETER_VERSION,
+    QUILLON_PARAMETER_VERBOSITY,
+    QUILLON_PARAMETER_CLASSPATH,
+    QUILLON_PARAMETER_WOLK_RESOURCE,
+    QUILLON_PARAMETER_WOLK_HOME,
+    QUILLON_PARAMETER_SERVER_PORT,
+    QUILLON_PARAMETER_SERVER_TIMEOUT,
+    QUILLON_PARAMETER_RESOLVE_LOOPBACK,
+    QUILLON_PARAMETER_JAVA_PROCESS,
+    QUILLON_PARAMETER_CONNECTION_TIMEOUT,
+    QUILLON_PARAMETER_COUNT
+};
+
+/** What an option takes. */
+enum { QUILLON_PARAMETER_KIND_FLAG, QUILLON_PARAMETER_KIND_STRING, QUILLON_PARAMETER_KIND_INTEGER };
+
+/** The generator's arguments. When finished, length counts the terminating NUL too. */
+struct QUILLONJArgsBuffer
+{
+    uint32_t length;
+    char *text; /**< heap string of 16384 characters */
+};
+
+struct QUILLONParameterManager
+{
+    int32_t state; /**< 0x7344 once initialised, 0x7345 once finalised */
+    struct
+    {
+        ZOVBool present;
+        const char *value; /**< borrowed from the argument vector */
+    } slot[QUILLON_PARAMETER_COUNT];
+    struct QUILLONJArgsBuffer jArgs;
+};
+typedef struct QUILLONParameterManager QUILLONParameterManager;
+
+/**
+ * Reads a command line; argv[0] is skipped.
+ *
+ * Errors: null, with the reason reported and then "!init parameter manager\n": an option without
+ * its value, a required option that is missing (only the first one is named), arguments of more
+ * than 16382 bytes, a current directory of more than 255 characters, no memory.
+ * Ownership: the caller's; the argument vector must live as long.
+ */
+ZOV_MUST_USE QUILLONParameterManager *QUILLONParameterManager_new(int argc, char **argv);
+
+/**
+ * The same in place, in a record filled with zeros; on a record that is initialised it does
+ * nothing. Returns FALSE, and owns no buffer, when it fails.
+ */
+ZOVBool QUILLONParameterManager_initialize(QUILLONParameterManager *manager, int argc, char **argv);
+
+/** Frees the buffer. Finalising twice is harmless. */
+void QUILLONParameterManager_finalize(QUILLONParameterManager *manager);
+/** Finalises and frees the record. */
+void QUILLONParameterManager_delete(QUILLONParameterManager *manager);
+
+/**
+ * Reads an option.
+ *
+ * @param value receives a const char * for the string kind and an int32_t for the integer kind when
+ * the option was given, and is left alone otherwise; null asks for the presence alone.
+ * @param present receives whether the option was given, unless null.
+ * @return TRUE; an option that was not given is no failure.
+ *
+ * Errors: FALSE, with the option reported, for an integer that does not start with a digit or a
+ * sign and a digit; characters behind the digits are ignored.
+ */
+ZOVBool QUILLONParameterManager_getParameter(QUILLONParameterManager *manager, void *value,
+                                             ZOVBool *present, int32_t index, uint32_t kind);
+
+/** What is to be sent to the generator; the manager's. */
+struct QUILLONJArgsBuffer *QUILLONParameterManager_getJArgsBuffer(QUILLONParameterManager *manager);
+
+/** Prints the version line, the usage line and the options to standard output. */
+void QUILLONParameterManager_printHelp(const char *programName);
+/** The same as QUILLONParameterManager_printHelp. */
+void QUILLONParameterManager_printUsage(const char *programName);
+/** Prints the version line to standard output; a NUL byte stands before its newline. */
+void QUILLONParameterManager_printVersion(void);
+
+ZOV_END_DECLARATIONS
+
+#endif

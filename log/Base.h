@@ -1,0 +1,33 @@
+/**
+ * What every public header needs: C linkage, the 32-bit boolean, and the attributes with which a
+ * declaration tells the compiler what a reader would ask.
+ *
+ * Public headers compile as C11 and as C++17.
+ */
+#ifndef WOLKCORE_LOG_BASE_H
+#define WOLKCORE_LOG_BASE_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+#define ZOV_BEGIN_DECLARATIONS extern "C" {
+#define ZOV_END_DECLARATIONS }
+#else
+#define ZOV_BEGIN_DECLARATIONS
+#define ZOV_END_DECLARATIONS
+#endif
+
+/** TRUE (1) or FALSE (0), 32 bits wide so that its layout is the same in every record. */
+typedef int32_t ZOVBool;
+#define ZOV_TRUE 1
+#define ZOV_FALSE 0
+
+/** The function formats like printf: argument numbers of the format and of its first value. */
+#define ZOV_PRINTF(FORMAT, FIRST) __attribute__((format(printf, FORMAT, FIRST)))
+/** These pointer arguments (all of them when none is named) are never null. */
+#define ZOV_NONNULL(...) __attribute__((nonnull(__VA_ARGS__)))
+/** The result owns something, or is the only sign of failure. */
+#define ZOV_MUST_USE __attribute__((warn_unused_result))
+
+#endif

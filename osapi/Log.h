@@ -1,0 +1,29 @@
+/**
+ * Reporting of the operating-system layer: the masks of its two modules, ZOVOsapiLog and
+ * ZOVClockLog, and their messages.
+ */
+#ifndef WOLKCORE_OSAPI_LOG_H
+#define WOLKCORE_OSAPI_LOG_H
+
+#include "log/Log.h"
+
+ZOV_BEGIN_DECLARATIONS
+
+/** Submodule bits of ZOVOsapiLog. */
+#define ZOV_OSAPI_LOG_SUBMODULE_UTILITY 0x1u
+#define ZOV_OSAPI_LOG_SUBMODULE_MEMORY 0x2u
+#define ZOV_OSAPI_LOG_SUBMODULE_SOCKET 0x4u
+#define ZOV_OSAPI_LOG_SUBMODULE_SEMAPHORE 0x8u
+#define ZOV_OSAPI_LOG_SUBMODULE_THREAD 0x10u
+#define ZOV_OSAPI_LOG_SUBMODULE_PROCESS 0x20u
+
+ZOV_LOG_MODULE(ZOVOsapiLog);
+ZOV_LOG_MODULE(ZOVClockLog);
+
+#define MSG(INDEX, NAME, FORMAT) extern const struct ZOVLogMessage NAME;
+#include "osapi/Log_normal.msg"
+#undef MSG
+
+ZOV_END_DECLARATIONS
+
+#endif

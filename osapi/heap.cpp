@@ -1,0 +1,301 @@
+#include "osapi/heap.h"
+
+#include "log/Relaxed.hpp"
+#include "osapi/Log.hpp"
+
+#include <algorithm>
+#include <bit>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <sys/resource.h>
+
+// A headed block as the platform sees it:
+//
+//     raw            user - 24      user                    user + size
+//      |  (padding)    |  header     |  what the caller sees  |
+//                      | kind        |
+//                      | raw pointer |
+//                      | block info  |
+//
+// The padding makes user a multiple of the alignment; a block without header is the platform's own.
+
+constinit int64_t ZOVOsapiHeap_g_allocCount = 0;
+constinit uint64_t ZOVOsapiHeap_MAX_HEAP_SIZE = 0;
+constinit int32_t GLOBAL_MALLOC_ALIGNMENT = 0;
+
+namespace {
+
+using zov::relaxed_load;
+using zov::relaxed_store;
+
+constexpr std::int32_t kMallocAlignment = 16;
+
+struct Header
+{
+    std::uint32_t kind;
+    std::uint32_t pad;
+    void *raw;
+    void *info;
+};
+static_assert(sizeof(Header) == 24);
+
+/** What one call asks for. */
+struct Request
+{
+    void **pp;
+    std::uint64_t size;
+    std::uint64_t alignment;
+    bool headed;
+    const char *operation;
+    std::uint32_t kind;
+};
+
+constexpr std::uint64_t add_saturated(std::uint64_t a, std::uint64_t b)
+{
+    return a + b < a ? UINT64_MAX : a + b;
+}
+
+constexpr std::uint64_t round_up(std::uint64_t value, std::uint64_t alignment)
+{
+    return (value + alignment - 1) & ~(alignment - 1);
+}
+
+std::uint64_t effective_alignment(std::int32_t alignment)
+{
+    return std::bit_ceil(static_cast<std::uint32_t>(std::max(alignment, kMallocAlignment)));
+}
+
+Header *header_of(void *user)
+{
+    return static_cast<Header *>(user) - 1;
+}
+
+std::ptrdiff_t distance(const void *from, const void *to)
+{
+    return static_cast<const char *>(to) - static_cast<const char *>(from);
+}
+
+void *behind(void *raw, std::ptrdiff_t bytes)
+{
+    return static_cast<char *>(raw) + bytes;
+}
+
+/** The callers' pointers have their own types: only their bytes are read and written here. */
+void *load_pointer(void **pp)
+{
+    void *pointer;
+    std::memcpy(&pointer, pp, sizeof pointer);
+    return pointer;
+}
+
+void store_pointer(void **pp, void *pointer)
+{
+    std::memcpy(pp, &pointer, sizeof pointer);
+}
+
+void count_allocations(std::int64_t change)
+{
+    relaxed_store(ZOVOsapiHeap_g_allocCount, relaxed_load(ZOVOsapiHeap_g_allocCount) + change);
+}
+
+bool is_within_limit(const Request &request, std::uint64_t total)
+{
+    std::uint64_t limit = relaxed_load(ZOVOsapiHeap_MAX_HEAP_SIZE);
+    if (limit == 0) {
+        rlimit data = {};
+        if (getrlimit(RLIMIT_DATA, &data) != 0) {
+            OSAPI_LOG_AS(Warning, kSubmoduleMemory, request.operation, ZOV_LOG_GETRLIMIT_FAILURE);
+            return false;
+        }
+        limit = data.rlim_cur;
+        relaxed_store(ZOVOsapiHeap_MAX_HEAP_SIZE, limit);
+    }
+    if (total <= limit)
+        return true;
+    OSAPI_LOG_AS(Warning, kSubmoduleMemory, request.operation, ZOV_LOG_MALLOC_EXCEEDS_HEAP_lulu,
+                 static_cast<unsigned long>(total), static_cast<unsigned long>(limit));
+    return false;
+}
+
+void report_refusal(const Request &request)
+{
+    const int error = errno;
+    OSAPI_LOG_AS(Warning, kSubmoduleMemory, request.operation, ZOV_LOG_MALLOC_FAILURE_d,
+                 static_cast<unsigned long>(request.size));
+    OSAPI_LOG_AS(Warning, kSubmoduleMemory, request.operation, ZOV_LOG_ERRNO_d, error);
+}
+
+std::uint64_t padding_for(std::uint64_t alignment, std::uint64_t expected)
+{
+    if (alignment <= expected)
+        return 0;
+    return alignment % expected != 0 ? alignment - 1 : alignment - expected;
+}
+
+/**
+ * The platform's block. A platform whose blocks are less aligned than expected is believed: the
+ * expectation is halved for good, and every retry asks for a little more.
+ *
+ * @param old the platform's old block of a reallocation, or null.
+ * @param old_distance from the old block to what its caller sees.
+ */
+void *obtain(const Request &request, std::uint64_t total, void *old, std::ptrdiff_t old_distance)
+{
+    for (;;) {
+        const std::int32_t expected = relaxed_load(GLOBAL_MALLOC_ALIGNMENT);
+        total = add_saturated(total,
+                              padding_for(request.alignment, static_cast<std::uint64_t>(expected)));
+        void *raw = old == nullptr ? std::calloc(1, total) : std::realloc(old, total);
+        if (raw == nullptr) {
+            report_refusal(request);
+            return nullptr;
+        }
+        if (reinterpret_cast<std::uintptr_t>(raw) % static_cast<std::uintptr_t>(expected) == 0)
+            return raw;
+        OSAPI_LOG_AS(Warning, kSubmoduleMemory, request.operation,
+                     ZOV_OSAPI_MEMORY_LOG_ALIGNMENT_MISMATCH_dd, expected, expected / 2);
+        if (old == nullptr) {
+            std::free(raw);
+        } else {
+            old = raw;
+            void *user = behind(raw, old_distance);
+            store_pointer(request.pp, user);
+            if (request.headed)
+                header_of(user)->raw = raw;
+        }
+        relaxed_store(GLOBAL_MALLOC_ALIGNMENT, expected / 2);
+    }
+}
+
+bool is_request_valid(const Request &request, std::int32_t alignment, bool forced)
+{
+    if (request.pp == nullptr) {
+        OSAPI_LOG_AS(Exception, kSubmoduleMemory, request.operation, ZOV_LOG_ANY_s,
+                     "NULL pointer passed as output parameter.");
+        return false;
+    }
+    if (alignment != ZOV_OSAPI_HEAP_DEFAULT_ALIGNMENT && !forced) {
+        OSAPI_LOG_AS(Exception, kSubmoduleMemory, request.operation, ZOV_LOG_ANY_s,
+                     "Invalid memory request: aligned allocation also requires a header.");
+        return false;
+    }
+    return true;
+}
+
+/** Whether a headed block may be treated as one of this kind. */
+bool is_of_kind(const Header *header, const Request &request)
+{
+    if (header->kind == request.kind)
+        return true;
+    OSAPI_LOG_AS(Exception, kSubmoduleMemory, request.operation,
+                 ZOV_OSAPI_MEMORY_LOG_INCONSISTENT_REALLOC_Xss,
+                 static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(header->raw)),
+                 request.operation, ZOVOsapiHeap_allocKind2FcnName(header->kind));
+    return false;
+}
+
+/** Puts the header in place; after a reallocation the contents follow the new alignment. */
+void *place_header(const Request &request, void *raw, bool moved, std::ptrdiff_t old_distance)
+{
+    const auto address = reinterpret_cast<std::uintptr_t>(raw);
+    const auto new_distance = static_cast<std::ptrdiff_t>(
+        round_up(address + sizeof(Header), request.alignment) - address);
+    void *user = behind(raw, new_distance);
+    if (moved && new_distance != old_distance)
+        std::memmove(header_of(user), header_of(behind(raw, old_distance)),
+                     request.size + sizeof(Header));
+    *header_of(user) = {.kind = request.kind, .pad = 0, .raw = raw, .info = nullptr};
+    return user;
+}
+
+void *allocate(const Request &request, void *old_user)
+{
+    const std::uint64_t header_room =
+        request.headed ? round_up(sizeof(Header), request.alignment) : 0;
+    const std::uint64_t total = add_saturated(request.size, header_room);
+    if (!is_within_limit(request, total))
+        return nullptr;
+    void *old = old_user;
+    if (old_user != nullptr && request.headed) {
+        if (!is_of_kind(header_of(old_user), request))
+            return nullptr;
+        old = header_of(old_user)->raw;
+    }
+    const std::ptrdiff_t old_distance = old == nullptr ? 0 : distance(old, old_user);
+    void *raw = obtain(request, total, old, old_distance);
+    if (raw == nullptr)
+        return nullptr;
+    void *user =
+        request.headed ? place_header(request, raw, old_user != nullptr, old_distance) : raw;
+    store_pointer(request.pp, user);
+    if (old_user == nullptr)
+        count_allocations(1);
+    return user;
+}
+
+} // namespace
+
+void *ZOVOsapiHeap_reallocateMemoryInternal(void **pp, uint64_t size, int32_t alignment,
+                                            ZOVBool isReallocation, ZOVBool forceHeader,
+                                            const char *operationName, uint32_t kind, const char *)
+{
+    if (relaxed_load(GLOBAL_MALLOC_ALIGNMENT) == 0)
+        relaxed_store(GLOBAL_MALLOC_ALIGNMENT, kMallocAlignment);
+    const Request request = {.pp = pp,
+                             .size = size,
+                             .alignment = effective_alignment(alignment),
+                             .headed = forceHeader != 0,
+                             .operation = operationName,
+                             .kind = kind};
+    if (!is_request_valid(request, alignment, forceHeader != 0))
+        return nullptr;
+    return allocate(request, isReallocation != 0 ? load_pointer(pp) : nullptr);
+}
+
+void ZOVOsapiHeap_freeMemoryInternal(void *pointer, ZOVBool hasHeader, const char *operationName,
+                                     uint32_t kind)
+{
+    if (pointer == nullptr)
+        return;
+    void *raw = pointer;
+    if (hasHeader != 0) {
+        Header *header = header_of(pointer);
+        raw = header->raw;
+        if (header->kind != kind) {
+            OSAPI_LOG_AS(Exception, kSubmoduleMemory, operationName,
+                         ZOV_OSAPI_MEMORY_LOG_INCONSISTENT_FREE_Xss,
+                         static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(raw)),
+                         operationName, ZOVOsapiHeap_allocKind2FcnName(header->kind));
+            return;
+        }
+        // Volatile, or the compiler drops a store into memory that is about to be freed.
+        const_cast<volatile std::uint32_t &>(header->kind) = ZOV_OSAPI_HEAP_KIND_FREED;
+        if (raw == nullptr)
+            return;
+    }
+    std::free(raw);
+    count_allocations(-1);
+}
+
+const char *ZOVOsapiHeap_allocKind2FcnName(uint32_t kind)
+{
+    switch (kind) {
+    case ZOV_OSAPI_HEAP_KIND_STRUCTURE:
+        return "ZOVOsapiHeap_allocateStructure";
+    case ZOV_OSAPI_HEAP_KIND_STRING:
+        return "ZOVOsapiHeap_allocateString";
+    case ZOV_OSAPI_HEAP_KIND_ARRAY:
+        return "ZOVOsapiHeap_allocateArray";
+    case ZOV_OSAPI_HEAP_KIND_BUFFER:
+        return "ZOVOsapiHeap_allocateBuffer";
+    case ZOV_OSAPI_HEAP_KIND_BUFFER_ALIGNED:
+        return "ZOVOsapiHeap_allocateBufferAligned";
+    case ZOV_OSAPI_HEAP_KIND_MALLOC:
+        return "ZOVOsapiHeap_malloc";
+    case ZOV_OSAPI_HEAP_KIND_FREED:
+        return "ZOVOsapiHeap_freeXXX";
+    default:
+        return "ZOVOsapiHeap_unknownFunction";
+    }
+}

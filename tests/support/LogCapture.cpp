@@ -1,0 +1,86 @@
+#include "tests/support/LogCapture.hpp"
+
+#include "dds/Log.h"
+#include "koba/Log.h"
+#include "osapi/Log.h"
+
+#include <array>
+#include <mutex>
+#include <tuple>
+#include <utility>
+
+namespace test {
+namespace {
+
+std::mutex g_mutex;
+Lines g_lines;
+
+void capture(const char *message)
+{
+    const std::lock_guard lock(g_mutex);
+    g_lines.emplace_back(message);
+}
+
+struct Masks
+{
+    uint32_t *submodules;
+    uint32_t *levels;
+};
+
+const std::array kModules = {
+    Masks{&ZOVOsapiLog_g_submoduleMask, &ZOVOsapiLog_g_instrumentationMask},
+    Masks{&ZOVClockLog_g_submoduleMask, &ZOVClockLog_g_instrumentationMask},
+    Masks{&KOBALog_g_submoduleMask, &KOBALog_g_instrumentationMask},
+    Masks{&DDSLog_g_submoduleMask, &DDSLog_g_instrumentationMask},
+};
+
+} // namespace
+
+struct LogCapture::Saved
+{
+    ZOVLogOnMessageMethod message = ZOVLog_onMessage;
+    ZOVLogOnMessageMethod debug = ZOVLog_onMessageDebug;
+    ZOVLogSetLogLevelMethod level = ZOVLog_setLogLevel;
+    uint32_t print_mask = ZOVLog_printMask;
+    std::array<std::pair<uint32_t, uint32_t>, kModules.size()> masks;
+};
+
+LogCapture::LogCapture() : m_saved(new Saved)
+{
+    for (std::size_t i = 0; i < kModules.size(); ++i)
+        m_saved->masks[i] = {*kModules[i].submodules, *kModules[i].levels};
+    clear();
+    ZOVLog_onMessage = capture;
+    ZOVLog_onMessageDebug = capture;
+}
+
+LogCapture::~LogCapture()
+{
+    ZOVLog_onMessage = m_saved->message;
+    ZOVLog_onMessageDebug = m_saved->debug;
+    ZOVLog_setLogLevel = m_saved->level;
+    ZOVLog_printMask = m_saved->print_mask;
+    for (std::size_t i = 0; i < kModules.size(); ++i)
+        std::tie(*kModules[i].submodules, *kModules[i].levels) = m_saved->masks[i];
+    delete m_saved;
+}
+
+Lines LogCapture::lines() const
+{
+    const std::lock_guard lock(g_mutex);
+    return g_lines;
+}
+
+void LogCapture::clear()
+{
+    const std::lock_guard lock(g_mutex);
+    g_lines.clear();
+}
+
+void LogCapture::set_levels(uint32_t instrumentation)
+{
+    for (const Masks &module : kModules)
+        *module.levels = instrumentation;
+}
+
+} // namespace test
