@@ -17,7 +17,7 @@ namespace {
 
 // The lifeline's place in the server: the first number behind the standard descriptors.
 constexpr int kLifeline = STDERR_FILENO + 1;
-constexpr std::size_t kWatcherStackSize = 64 * 1024;
+constexpr std::size_t kWatcherStackSize = 65536;
 
 void point_to_null(int flags, std::initializer_list<int> descriptors)
 {

@@ -9,6 +9,8 @@
 #include "log/Log.h"
 #include "log/Relaxed.hpp"
 
+#include <cstdint>
+
 namespace zov::log {
 
 enum class Level : std::uint32_t {
@@ -55,14 +57,17 @@ inline void announce_nothing(Level) {}
     ::zov::log::is_on(MODULE##_g_instrumentationMask, MODULE##_g_submoduleMask,                    \
                       ::zov::log::Level::LEVEL, SUBMODULE)
 
-/** The statement that the modules' own macros are made of. */
-#define ZOV_LOG(MODULE, ANNOUNCE, LEVEL, SUBMODULE, CONTEXT, MESSAGE, ...)                         \
+/**
+ * The statement that the modules' own macros are made of. What varies is the message and its
+ * arguments.
+ */
+#define ZOV_LOG(MODULE, ANNOUNCE, LEVEL, SUBMODULE, CONTEXT, ...)                                  \
     do {                                                                                           \
         if (ZOV_LOG_IS_ON(MODULE, LEVEL, SUBMODULE)) [[unlikely]] {                                \
-            static_cast<void>(sizeof(::zov::log::check_arguments(                                  \
-                ::zov::log::format::MESSAGE __VA_OPT__(, ) __VA_ARGS__)));                         \
+            static_cast<void>(                                                                     \
+                sizeof(::zov::log::check_arguments(::zov::log::format::__VA_ARGS__)));             \
             ANNOUNCE(::zov::log::Level::LEVEL);                                                    \
-            ZOVLog_printContextAndMsg(CONTEXT, &MESSAGE __VA_OPT__(, ) __VA_ARGS__);               \
+            ZOVLog_printContextAndMsg(CONTEXT, &__VA_ARGS__);                                      \
         }                                                                                          \
     } while (false)
 

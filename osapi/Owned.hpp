@@ -4,6 +4,7 @@
 
 #include "osapi/heap.h"
 
+#include <cstdint>
 #include <utility>
 
 namespace zov::heap {

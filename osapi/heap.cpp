@@ -222,7 +222,7 @@ void *allocate(const Request &request, void *old_user)
             return nullptr;
         old = header_of(old_user)->raw;
     }
-    const std::ptrdiff_t old_distance = old == nullptr ? 0 : distance(old, old_user);
+    const std::ptrdiff_t old_distance = old_user == nullptr ? 0 : distance(old, old_user);
     void *raw = obtain(request, total, old, old_distance);
     if (raw == nullptr)
         return nullptr;
