@@ -102,6 +102,7 @@ void append_location(Line<kLineSize> &context, std::uint32_t moduleCode, const c
 
 void zov::log::announce(Level level)
 {
+    const ErrnoKeeper keeper; // the arguments of the statement may still read it
     if (const ZOVLogSetLogLevelMethod hook = relaxed_load(ZOVLog_setLogLevel))
         hook(static_cast<int>(level));
 }

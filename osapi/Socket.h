@@ -120,7 +120,7 @@ int32_t ZOVOsapiSocket_getOption(int32_t socket, uint32_t option, void *value, i
  * Sets an option, mapped for a family. For the blocking mode the value is an int32_t.
  *
  * @return 0, or -1 with "!precondition\n" for a bit that the family does not have, -1 with an OS
- * failure of "setsockopt", or ZOV_OSAPI_SOCKET_UNSUPPORTED with the warning "Exclusive address use
+ * failure of "setsockopt", or ZOV_OSAPI_SOCKET_UNSUPPORTED with the warning "!Exclusive address use
  * not supported\n" for that bit.
  */
 int32_t ZOVOsapiSocket46_setOption(int32_t socket, uint32_t option, const void *value,

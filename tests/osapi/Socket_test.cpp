@@ -1,0 +1,502 @@
+#include "osapi/Log.h"
+#include "osapi/Socket6.h"
+#include "tests/support/LogCapture.hpp"
+
+#include <arpa/inet.h>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <net/if.h>
+#include <netdb.h>
+#include <string_view>
+#include <sys/ioctl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace {
+
+using test::Lines;
+
+/** The platform function that fails with EPERM; the doubles below do the real thing otherwise. */
+std::string_view g_failing;
+/** Size that gethostname was given for the name of this host, which it says is localhost. */
+std::size_t g_host_name_size = 0;
+std::vector<int> g_levels;
+
+int fail()
+{
+    errno = EPERM;
+    return -1;
+}
+
+} // namespace
+
+extern "C" int fcntl(int descriptor, int command, ...)
+{
+    va_list arguments;
+    va_start(arguments, command);
+    const long argument = va_arg(arguments, long);
+    va_end(arguments);
+    if (g_failing == "fcntl" && command == F_SETFD)
+        return fail();
+    return static_cast<int>(syscall(SYS_fcntl, descriptor, command, argument));
+}
+
+extern "C" int getsockname(int descriptor, sockaddr *address, socklen_t *length) noexcept
+{
+    if (g_failing == "getsockname")
+        return fail();
+    return static_cast<int>(syscall(SYS_getsockname, descriptor, address, length));
+}
+
+extern "C" int gethostname(char *name, size_t size) noexcept
+{
+    g_host_name_size = size;
+    std::strcpy(name, "localhost");
+    return g_failing == "gethostname" ? fail() : 0;
+}
+
+namespace {
+
+std::string failure(const std::string &operation, const char *function, int error = EBADF)
+{
+    char code[16];
+    std::snprintf(code, sizeof code, "%#X", static_cast<unsigned>(error));
+    return operation + ":OS " + function + "() failure, error " + code + ": " +
+           std::strerror(error) + "\n";
+}
+
+template <class Address>
+Address own_address(int descriptor)
+{
+    Address address = {};
+    socklen_t length = sizeof address;
+    EXPECT_EQ(getsockname(descriptor, reinterpret_cast<sockaddr *>(&address), &length), 0);
+    return address;
+}
+
+/** Room for an int and for the record of SO_LINGER. */
+using Value = std::array<int, 2>;
+
+Value platform_value(int descriptor, int level, int name)
+{
+    Value value = {};
+    socklen_t size = sizeof value;
+    EXPECT_EQ(getsockopt(descriptor, level, name, &value, &size), 0);
+    return value;
+}
+
+bool has_ipv6()
+{
+    const int descriptor = socket(AF_INET6, SOCK_DGRAM, 0);
+    close(descriptor);
+    return descriptor >= 0;
+}
+
+class Socket : public testing::Test
+{
+protected:
+    Socket()
+    {
+        ZOVOsapiLog_setBitmaps(ZOV_OSAPI_LOG_SUBMODULE_SOCKET, 0x3);
+        g_levels.clear();
+        ZOVLog_registerSetLogLevelMethod([](int level) { g_levels.push_back(level); });
+    }
+
+    ~Socket() override
+    {
+        g_failing = {};
+        for (const int descriptor : m_open)
+            close(descriptor);
+    }
+
+    int open(int kind)
+    {
+        m_open.push_back(ZOVOsapiSocket_create(kind));
+        EXPECT_GE(m_open.back(), 0) << kind;
+        return m_open.back();
+    }
+
+    /** A datagram socket on a loopback port. */
+    int open_bound(sockaddr_in &address)
+    {
+        const int descriptor = open(0);
+        EXPECT_NE(ZOVOsapiSocket_bindWithIP(descriptor, &address, INADDR_LOOPBACK, 0), 0);
+        address = own_address<sockaddr_in>(descriptor);
+        return descriptor;
+    }
+
+    /** The lines and levels since the last call. */
+    void expect_reported(const Lines &lines, int level = 1)
+    {
+        EXPECT_EQ(m_log.lines(), lines);
+        EXPECT_EQ(g_levels, std::vector<int>(lines.size(), level));
+        m_log.clear();
+        g_levels.clear();
+    }
+
+private:
+    test::LogCapture m_log;
+    std::vector<int> m_open;
+};
+
+TEST_F(Socket, KindsGiveFamilyTypeAndCloseOnExec)
+{
+    constexpr int kKinds[][3] = {{0, 2, 2}, {1, 2, 1},   {2, 2, 2},
+                                 {3, 2, 1}, {16, 10, 2}, {17, 10, 1}};
+    for (const auto &[kind, family, type] : kKinds) {
+        if (family == AF_INET6 && !has_ipv6())
+            continue;
+        const int descriptor = open(kind);
+        EXPECT_EQ(platform_value(descriptor, SOL_SOCKET, SO_DOMAIN)[0], family) << kind;
+        EXPECT_EQ(platform_value(descriptor, SOL_SOCKET, SO_TYPE)[0], type) << kind;
+        EXPECT_EQ(fcntl(descriptor, F_GETFD), FD_CLOEXEC) << kind;
+    }
+    expect_reported({});
+    for (const int kind : {-1, 4, 15, 18}) {
+        EXPECT_EQ(ZOVOsapiSocket_create(kind), -1) << kind;
+        expect_reported({"ZOVOsapiSocket_create:!precondition\n"});
+    }
+    EXPECT_EQ(ZOVOsapiSocket_addressFamilyFromKind(1), 2);
+    EXPECT_EQ(ZOVOsapiSocket_addressFamilyFromKind(2), 10);
+    EXPECT_EQ(ZOVOsapiSocket_addressFamilyFromKind(3), 0);
+    expect_reported({"ZOVOsapiSocket_addressFamilyFromKind:!family not supported\n"});
+}
+
+TEST_F(Socket, CloseOnExecSparesDescriptorZeroAndItsFailureIsAWarning)
+{
+    const int saved = fcntl(0, F_DUPFD_CLOEXEC, 3);
+    close(0);
+    const int descriptor = ZOVOsapiSocket_create(0);
+    const int flags = fcntl(0, F_GETFD);
+    dup2(saved, 0);
+    close(saved);
+    EXPECT_EQ(descriptor, 0);
+    EXPECT_EQ(flags, 0);
+    expect_reported({});
+    g_failing = "fcntl";
+    open(1);
+    expect_reported({failure("ZOVOsapiSocket_create", "fcntl(FD_CLOEXEC)", EPERM)}, 2);
+}
+
+TEST_F(Socket, OptionsAreWhatThePlatformCallsThem)
+{
+    struct Case
+    {
+        std::vector<int> kinds;
+        std::uint32_t bit;
+        int level, name;
+        Value from, to;
+        std::int32_t size = sizeof(int);
+    };
+    const int loopback = static_cast<int>(htonl(INADDR_LOOPBACK));
+    const int interface = static_cast<int>(if_nametoindex("lo"));
+    const Case cases[] = {
+        {{0, 16}, 0x1, 1, 2, {0}, {1}},         {{0, 16}, 0x2, 1, 7, {20000}, {30000}},
+        {{0, 16}, 0x4, 1, 8, {20000}, {30000}}, {{0}, 0x20, 0, 33, {1}, {7}},
+        {{16}, 0x20, 41, 18, {1}, {7}},         {{0}, 0x40, 0, 32, {0}, {loopback}},
+        {{16}, 0x40, 41, 17, {0}, {interface}}, {{0}, 0x80, 0, 34, {1}, {0}},
+        {{16}, 0x80, 41, 19, {1}, {0}},         {{1, 17}, 0x200, 6, 1, {0}, {1}},
+        {{0, 16}, 0x400, 1, 6, {0}, {1}},       {{1, 17}, 0x800, 1, 13, {0, 0}, {1, 3}, 8},
+        {{0}, 0x1000, 0, 1, {0}, {0x10}},       {{16}, 0x1000, 41, 67, {0}, {0x10}},
+        {{16}, 0x2000, 41, 26, {0}, {1}},       {{0, 16}, 0x4000, 1, 11, {0}, {1}},
+    };
+    const auto verify = [this](const Case &c, int kind, auto set) {
+        SCOPED_TRACE(testing::Message() << "bit " << c.bit << " of kind " << kind);
+        const int reference = open(kind);
+        const int subject = open(kind);
+        const auto size = static_cast<socklen_t>(c.size);
+        ASSERT_EQ(setsockopt(reference, c.level, c.name, &c.to, size), 0);
+        ASSERT_EQ(setsockopt(subject, c.level, c.name, &c.from, size), 0);
+        const Value expected = platform_value(reference, c.level, c.name);
+        ASSERT_NE(platform_value(subject, c.level, c.name), expected);
+        EXPECT_EQ(set(subject, c.bit, &c.to, c.size), 0);
+        EXPECT_EQ(platform_value(subject, c.level, c.name), expected);
+        if (kind >= ZOV_OSAPI_SOCKET_KIND_DATAGRAM6)
+            return;
+        Value read = {};
+        std::int32_t length = sizeof read;
+        errno = EIO;
+        EXPECT_EQ(ZOVOsapiSocket_getOption(subject, c.bit, &read, &length), 0);
+        EXPECT_EQ(errno, 0);
+        EXPECT_EQ(length, c.size);
+        EXPECT_EQ(read, expected);
+    };
+    for (const Case &c : cases) {
+        for (const int kind : c.kinds) {
+            if (kind < ZOV_OSAPI_SOCKET_KIND_DATAGRAM6)
+                verify(c, kind, ZOVOsapiSocket_setOption);
+            else if (has_ipv6())
+                verify(c, kind, ZOVOsapiSocket6_setOption);
+        }
+    }
+    expect_reported({});
+}
+
+// What one way joins, the other must be able to leave: the platform cannot be asked for groups.
+TEST_F(Socket, GroupsAreJoinedAndLeft)
+{
+    const ip_mreq group4 = {{htonl(0xEFFF004D)}, {htonl(INADDR_LOOPBACK)}};
+    const int socket4 = open(0);
+    EXPECT_EQ(ZOVOsapiSocket_setOption(socket4, 0x10, &group4, sizeof group4), 0);
+    EXPECT_EQ(setsockopt(socket4, 0, 36, &group4, sizeof group4), 0);
+    EXPECT_EQ(setsockopt(socket4, 0, 35, &group4, sizeof group4), 0);
+    EXPECT_EQ(ZOVOsapiSocket_setOption(socket4, 0x8, &group4, sizeof group4), 0);
+    EXPECT_EQ(setsockopt(socket4, 0, 36, &group4, sizeof group4), -1);
+    expect_reported({});
+
+    sockaddr_in6 group = {};
+    group.sin6_family = AF_INET;
+    for (const auto operation : {ZOVOsapiSocket_multicastAdd, ZOVOsapiSocket_multicastDrop}) {
+        EXPECT_EQ(operation(socket4, &group, 0), -1);
+        expect_reported({"ZOVOsapiSocket_multicastAdd:!bad address family\n"});
+    }
+    if (!has_ipv6())
+        GTEST_SKIP() << "the kernel has no IPv6";
+    group.sin6_family = AF_INET6;
+    inet_pton(AF_INET6, "ff02::4d", &group.sin6_addr);
+    const ipv6_mreq group6 = {group.sin6_addr, if_nametoindex("lo")};
+    const int socket6 = open(16);
+    EXPECT_EQ(ZOVOsapiSocket_multicastAdd(socket6, &group, group6.ipv6mr_interface), 0);
+    EXPECT_EQ(setsockopt(socket6, 41, 21, &group6, sizeof group6), 0);
+    EXPECT_EQ(setsockopt(socket6, 41, 20, &group6, sizeof group6), 0);
+    EXPECT_EQ(ZOVOsapiSocket_multicastDrop(socket6, &group, group6.ipv6mr_interface), 0);
+    EXPECT_EQ(setsockopt(socket6, 41, 21, &group6, sizeof group6), -1);
+    expect_reported({});
+}
+
+TEST_F(Socket, BitsThatAreNoOptionsAreReported)
+{
+    constexpr std::uint32_t kUnmapped[][2] = {{0x0, 1},    {0x0, 2},        {0x3, 1},
+                                              {0x3, 2},    {0x10000, 1},    {0x10000, 2},
+                                              {0x2000, 1}, {0x80000000, 1}, {0x1, 3}};
+    const int descriptor = open(0);
+    std::int32_t value = 1;
+    std::int32_t length = sizeof value;
+    for (const auto &[bit, family] : kUnmapped) {
+        EXPECT_EQ(ZOVOsapiSocket46_setOption(descriptor, bit, &value, length,
+                                             static_cast<std::int32_t>(family)),
+                  -1);
+        expect_reported({"ZOVOsapiSocket46_setOption:!precondition\n"});
+    }
+    for (const auto set : {ZOVOsapiSocket_setOption, ZOVOsapiSocket6_setOption}) {
+        EXPECT_EQ(set(descriptor, 0x8000, &value, length), -1004);
+        expect_reported({"ZOVOsapiSocket46_setOption:!Exclusive address use not supported\n"}, 2);
+        EXPECT_EQ(set(-1, 0x1, &value, length), -1);
+        expect_reported({failure("ZOVOsapiSocket46_setOption", "setsockopt")});
+    }
+    EXPECT_EQ(ZOVOsapiSocket_getOption(descriptor, 0x8000, &value, &length), -1004);
+    expect_reported({"ZOVOsapiSocket_getOption:!Exclusive address use not supported\n"}, 2);
+    EXPECT_EQ(ZOVOsapiSocket_getOption(descriptor, 0x2000, &value, &length), -1);
+    expect_reported({"ZOVOsapiSocket_getOption:!precondition\n"});
+    EXPECT_EQ(ZOVOsapiSocket_getOption(-1, 0x1, &value, &length), -1);
+    expect_reported({failure("ZOVOsapiSocket_getOption", "getsockopt")});
+}
+
+TEST_F(Socket, BlockingModeIsAFlagOfTheDescriptor)
+{
+    using Set = std::int32_t (*)(std::int32_t, std::int32_t);
+    const Set ways[] = {
+        ZOVOsapiSocket_setBlocking,
+        [](int socket, int value) { return ZOVOsapiSocket_setOption(socket, 0x100, &value, 4); },
+        [](int socket, int value) { return ZOVOsapiSocket6_setOption(socket, 0x100, &value, 4); },
+    };
+    const int descriptor = open(1);
+    for (const Set set : ways) {
+        for (const std::int32_t blocking : {0, 0, 1, 1}) {
+            EXPECT_EQ(set(descriptor, blocking), 0);
+            EXPECT_EQ(fcntl(descriptor, F_GETFL), blocking == 1 ? O_RDWR : O_RDWR | O_NONBLOCK);
+            std::int32_t read = 77;
+            std::int32_t length = sizeof read;
+            EXPECT_EQ(ZOVOsapiSocket_getOption(descriptor, 0x100, &read, &length), 0);
+            EXPECT_EQ(read, blocking);
+        }
+        EXPECT_EQ(set(descriptor, 2), -1);
+        expect_reported({"ZOVOsapiSocket_setBlocking:!precondition\n"});
+        EXPECT_EQ(set(-1, 1), -1);
+        expect_reported({failure("ZOVOsapiSocket_setBlocking", "fcntl")});
+    }
+    std::int16_t narrow = 0;
+    std::int32_t length = sizeof narrow;
+    EXPECT_EQ(ZOVOsapiSocket_setOption(descriptor, 0x100, &narrow, length), -1);
+    EXPECT_EQ(ZOVOsapiSocket_getOption(descriptor, 0x100, &narrow, &length), -1);
+    expect_reported(
+        {"ZOVOsapiSocket46_setOption:!precondition\n", "ZOVOsapiSocket_getOption:!precondition\n"});
+}
+
+template <class Address>
+using BindOperation = std::int32_t (*)(std::int32_t, Address *, std::int32_t);
+
+/** What both families promise. The last two steps fail in getsockname and in bind. */
+template <class Address>
+void verify_bind(int first, int second, in_port_t Address::*port_of, BindOperation<Address> any,
+                 BindOperation<Address> loopback)
+{
+    Address address = {};
+    EXPECT_EQ(any(first, nullptr, 0), 0);
+    EXPECT_EQ(any(first, &address, -1), 0);
+    const std::int32_t port = loopback(first, &address, 0);
+    EXPECT_NE(port, 0);
+    EXPECT_EQ(address.*port_of, 0);
+    address.*port_of = htons(static_cast<in_port_t>(port));
+    const auto bound = own_address<Address>(first);
+    EXPECT_EQ(std::memcmp(&bound, &address, sizeof address), 0);
+    EXPECT_EQ(loopback(second, &address, port), 0) << "in use, and silent";
+    EXPECT_EQ(any(second, &address, port), 0);
+    g_failing = "getsockname";
+    EXPECT_EQ(any(second, &address, 0x10000), 0);
+    EXPECT_EQ(any(-1, &address, 0), 0);
+    g_failing = {};
+}
+
+TEST_F(Socket, BindGivesThePortOfThePlatform)
+{
+    const auto loopback = [](int socket, sockaddr_in *address, int port) {
+        return ZOVOsapiSocket_bindWithIP(socket, address, INADDR_LOOPBACK, port);
+    };
+    const int bound = open(0);
+    verify_bind<sockaddr_in>(bound, open(0), &sockaddr_in::sin_port, ZOVOsapiSocket_bind, loopback);
+    EXPECT_EQ(own_address<sockaddr_in>(bound).sin_addr.s_addr, htonl(0x7F000001));
+    expect_reported({failure("ZOVOsapiSocket_bindWithIP", "getsockname", EPERM),
+                     failure("ZOVOsapiSocket_bindWithIP", "bind")});
+}
+
+TEST_F(Socket, BindOfIpv6GivesThePortOfThePlatform)
+{
+    if (!has_ipv6())
+        GTEST_SKIP() << "the kernel has no IPv6";
+    const auto loopback = [](int socket, sockaddr_in6 *address, int port) {
+        return ZOVOsapiSocket6_bindWithIP(socket, address, &in6addr_loopback, port);
+    };
+    const int bound = open(16);
+    verify_bind<sockaddr_in6>(bound, open(16), &sockaddr_in6::sin6_port, ZOVOsapiSocket6_bind,
+                              loopback);
+    const auto address = own_address<sockaddr_in6>(bound);
+    EXPECT_TRUE(IN6_IS_ADDR_LOOPBACK(&address.sin6_addr));
+    expect_reported({failure("ZOVOsapiSocket6_bindWithIP", "getsockname", EPERM),
+                     failure("ZOVOsapiSocket6_bindWithIP", "bind")});
+}
+
+TEST_F(Socket, ResolverGivesFourBytesAndZeroForSuccess)
+{
+    std::array<std::uint8_t, 6> address = {};
+    for (const char *name : {"localhost", "127.0.0.1", static_cast<const char *>(nullptr)}) {
+        address.fill(0xEE);
+        EXPECT_EQ(ZOVOsapiSocket_getHostByName(&address, name), 0);
+        EXPECT_EQ(address, (std::array<std::uint8_t, 6>{127, 0, 0, 1, 0xEE, 0xEE}));
+    }
+    EXPECT_EQ(g_host_name_size, 63u);
+    expect_reported({});
+
+    g_failing = "gethostname";
+    EXPECT_EQ(ZOVOsapiSocket_getHostByName(&address, nullptr), -1);
+    expect_reported({failure("ZOVOsapiSocket_getHostByName", "gethostname", EPERM)});
+
+    // A label of more than 63 characters does not fit into a question: nobody is asked.
+    const std::string name(64, 'a');
+    EXPECT_EQ(ZOVOsapiSocket_getHostByName(&address, name.c_str()), -1);
+    char line[256];
+    std::snprintf(line, sizeof line,
+                  "ZOVOsapiSocket_getHostByName:resolver gethostbyname() failure, "
+                  "error %#X: %s, name %s\n",
+                  static_cast<unsigned>(h_errno), hstrerror(h_errno), name.c_str());
+    expect_reported({line});
+}
+
+TEST_F(Socket, DatagramsTravelWithTheirSender)
+{
+    sockaddr_in sender = {};
+    sockaddr_in receiver = {};
+    const int from = open_bound(sender);
+    const int to = open_bound(receiver);
+    EXPECT_EQ(ZOVOsapiSocket_sendTo(from, "hello", 5, reinterpret_cast<sockaddr *>(&receiver),
+                                    sizeof receiver),
+              5);
+    int waiting = 0;
+    EXPECT_EQ(ZOVOsapiSocket_ioctl(to, FIONREAD, &waiting), 0);
+    EXPECT_EQ(waiting, 5);
+    char data[16] = {};
+    sockaddr_storage source = {};
+    std::uint32_t length = sizeof source;
+    EXPECT_EQ(ZOVOsapiSocket_recvFrom(to, data, sizeof data, reinterpret_cast<sockaddr *>(&source),
+                                      &length),
+              5);
+    EXPECT_STREQ(data, "hello");
+    EXPECT_EQ(length, sizeof sender);
+    EXPECT_EQ(std::memcmp(&source, &sender, sizeof sender), 0);
+    expect_reported({});
+}
+
+TEST_F(Socket, FailedSendsAreWarningsAndFailedReceivesAreNot)
+{
+    constexpr std::uint32_t kMasks[][4] = {
+        {0x4, 0x3, 1, 1}, {0x4, 0x1, 0, 1}, {0x4, 0x2, 1, 0}, {0xFFFB, 0x3, 0, 0}};
+    for (const auto &[submodules, levels, sends, receives] : kMasks) {
+        ZOVOsapiLog_setBitmaps(submodules, levels);
+        char data[4] = {};
+        EXPECT_EQ(ZOVOsapiSocket_sendTo(-1, data, sizeof data, nullptr, 0), -1);
+        expect_reported(Lines(sends, failure("ZOVOsapiSocket_sendTo", "sendto")), 2);
+        EXPECT_EQ(ZOVOsapiSocket_recvFrom(-1, data, sizeof data, nullptr, nullptr), -1);
+        expect_reported(Lines(receives, failure("ZOVOsapiSocket_recvFrom", "recvfrom")));
+    }
+}
+
+TEST_F(Socket, ShortSendIsAWarning)
+{
+    int pair[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, pair), 0);
+    const std::string large(std::size_t{16} << 20, 'x');
+    errno = 0;
+    const auto sent = ZOVOsapiSocket_sendTo(pair[0], large.data(), 16u << 20, nullptr, 0);
+    EXPECT_GT(sent, 0);
+    EXPECT_LT(sent, 16 << 20);
+    expect_reported({failure("ZOVOsapiSocket_sendTo", "sendto", 0)}, 2);
+    close(pair[0]);
+    close(pair[1]);
+}
+
+TEST_F(Socket, MessagesAreGatheredAndSentOnEverySocketOfAList)
+{
+    sockaddr_in destination = {};
+    sockaddr_in source = {};
+    const int to = open_bound(destination);
+    const int a = open_bound(source);
+    const int b = open_bound(source);
+    char text[] = "Hello, world";
+    ZOVOsapiSocketGatherBuffer pieces[ZOV_OSAPI_SOCKET_GATHER_MAX + 1] = {{5, text}, {77, text}};
+    EXPECT_EQ(ZOVOsapiSocketGatherBuffer_init(&pieces[1]), 1);
+    pieces[2] = {1, text + 5};
+    pieces[ZOV_OSAPI_SOCKET_GATHER_MAX - 1] = {6, text + 6};
+    const auto send = [&](const std::vector<std::int32_t> &sockets, std::int32_t count) {
+        return ZOVOsapiSocket_sendMessageN(
+            sockets.data(), static_cast<std::int32_t>(sockets.size()), pieces, count,
+            reinterpret_cast<sockaddr *>(&destination), sizeof destination);
+    };
+    const auto expect_received = [to](const Lines &messages) {
+        for (const std::string &message : messages) {
+            char data[64] = {};
+            EXPECT_EQ(recv(to, data, sizeof data, 0), static_cast<ssize_t>(message.size()));
+            EXPECT_EQ(data, message);
+        }
+    };
+    EXPECT_EQ(send({}, 64), 0);
+    EXPECT_EQ(send({-1, -1}, 64), 0);
+    EXPECT_EQ(send({a, b}, 3), 6);
+    expect_received({"Hello,", "Hello,"});
+    expect_reported({});
+    EXPECT_EQ(send({a, -1, -2, b, -1}, 64), 12);
+    expect_received({text, text});
+    EXPECT_EQ(send({a, -2}, 1), -1);
+    expect_received({"Hello"});
+    expect_reported(Lines(2, failure("ZOVOsapiSocket_sendMessageN", "sendmsg")), 2);
+    for (const std::int32_t count : {-1, 65}) {
+        EXPECT_EQ(send({a}, count), -1);
+        expect_reported({"ZOVOsapiSocket_sendMessageN:!precondition\n"});
+    }
+    char data[1];
+    EXPECT_EQ(recv(to, data, sizeof data, MSG_DONTWAIT), -1) << "nothing else was sent";
+}
+
+} // namespace
