@@ -10,7 +10,6 @@
 #include <dlfcn.h>
 #include <glob.h>
 #include <string_view>
-#include <unistd.h>
 
 // Weak: nothing of Java is linked. Whoever links or preloads a VM, as tests do, is found by it.
 extern "C" __attribute__((weak)) JNIEXPORT jint JNICALL JNI_CreateJavaVM(JavaVM **vm, void **env,
@@ -58,11 +57,20 @@ private:
     CreateJavaVM load(const char *library)
     {
         void *handle = dlopen(library, RTLD_NOW | RTLD_GLOBAL);
-        if (handle != nullptr)
-            return reinterpret_cast<CreateJavaVM>(dlsym(handle, "JNI_CreateJavaVM"));
-        if (m_refusal[0] == '\0' && access(library, F_OK) == 0)
-            ZOVLog_snprintf(m_refusal, sizeof m_refusal, " (%s)", dlerror());
-        return nullptr;
+        void *create = handle != nullptr ? dlsym(handle, "JNI_CreateJavaVM") : nullptr;
+        if (create == nullptr)
+            remember_refusal(library, dlerror());
+        return reinterpret_cast<CreateJavaVM>(create);
+    }
+
+    /** Of a place without the file there is nothing to say. */
+    void remember_refusal(const char *library, std::string_view error)
+    {
+        constexpr std::string_view kAbsent =
+            ": cannot open shared object file: No such file or directory";
+        if (m_refusal[0] == '\0' && !(error.starts_with(library) && error.ends_with(kAbsent)))
+            ZOVLog_snprintf(m_refusal, sizeof m_refusal, " (%.*s)", static_cast<int>(error.size()),
+                            error.data());
     }
 
     CreateJavaVM look_in_home(std::string_view home)

@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
@@ -11,6 +12,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -141,6 +143,22 @@ void write_file(const std::string &path, const std::string &text)
     std::ofstream(path, std::ios::binary) << text;
 }
 
+namespace {
+
+/** Tests run side by side: a port is one process's until that ends. */
+bool reserve(int port)
+{
+    const int lock = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sockaddr_un name = {.sun_family = AF_UNIX, .sun_path = {}};
+    std::snprintf(name.sun_path + 1, sizeof name.sun_path - 1, "quillon-test-port-%d", port);
+    if (bind(lock, reinterpret_cast<sockaddr *>(&name), sizeof name) == 0)
+        return true;
+    close(lock);
+    return false;
+}
+
+} // namespace
+
 int free_port()
 {
     static int next = 20000 + static_cast<int>(getpid() % 1000) * 10;
@@ -154,7 +172,7 @@ int free_port()
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         const bool free = bind(socket, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0;
         close(socket);
-        if (free)
+        if (free && reserve(port))
             return port;
     }
     throw std::runtime_error("no free port");

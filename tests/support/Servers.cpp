@@ -96,7 +96,7 @@ void wait_for_ended_child(pid_t parent)
 bool eventually(const std::function<bool()> &condition)
 {
     using namespace std::chrono_literals;
-    const auto end = std::chrono::steady_clock::now() + 200s;
+    const auto end = std::chrono::steady_clock::now() + 120s;
     while (!condition()) {
         if (std::chrono::steady_clock::now() > end)
             return false;

@@ -1,0 +1,199 @@
+// The launcher with a real Java VM and the example generator.
+#include "tests/support/Process.hpp"
+#include "tests/support/Servers.hpp"
+
+#include <csignal>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+using test::read_file;
+using test::write_file;
+
+using Strings = std::vector<std::string>;
+
+class Generator : public testing::Test
+{
+protected:
+    test::Command command(const Strings &options, const char *idle_ms = "20000")
+    {
+        test::Command command = {
+            .arguments = {QUILLON, "-n_classpath", GENERATOR_JAR, "-n_wolkresource",
+                          SOURCE_DIRECTORY "/examples/generator/resource", "-n_serverport",
+                          std::to_string(m_port), "-n_servertimeout", idle_ms,
+                          "-n_connectiontimeout", "60000"},
+            .directory = m_directory.path(),
+            // A VM names the options that it takes from the first two on standard error. The
+            // sanitizers cannot read its heap and its locks.
+            .environment = {{"JAVA_TOOL_OPTIONS", std::nullopt},
+                            {"_JAVA_OPTIONS", std::nullopt},
+                            {"ASAN_OPTIONS", "detect_leaks=0"},
+                            {"TSAN_OPTIONS", "ignore_noninstrumented_modules=1"}}};
+        command.arguments.insert(command.arguments.end(), options.begin(), options.end());
+        return command;
+    }
+
+    [[nodiscard]] std::string path(const std::string &name) const
+    {
+        return m_directory.path() + "/" + name;
+    }
+
+    /** An input whose -verbose output is far longer than what pipes and sockets hold. */
+    std::string write_large_input()
+    {
+        std::string idl;
+        std::string out = "large.idl -> large.hpp (12000 typedefs)\n";
+        for (int i = 0; i < 12000; ++i) {
+            const std::string name = "NameOfRecordNumber" + std::to_string(i);
+            idl.append("typedef long ").append(name).append(";\n");
+            out.append("  typedef ").append(name).append("\n");
+        }
+        write_file(path("large.idl"), idl);
+        return out;
+    }
+
+    /** A cold launcher is ended in the middle of its output, by a signal as a terminal sends it. */
+    void expect_server_survives(int signal)
+    {
+        const std::string large = write_large_input();
+        test::Command in_own_group = command({"-verbose", "large.idl"}, "3000");
+        in_own_group.in_child = [] {
+            std::signal(SIGINT, SIG_DFL); // background jobs are born with it ignored
+            return setpgid(0, 0) == 0;
+        };
+        test::Process launcher(in_own_group);
+        launcher.wait_for_output("large.idl");
+        kill(-launcher.pid(), signal);
+        const test::Outcome outcome = launcher.finish();
+        EXPECT_EQ(outcome.status, 128 + signal);
+        EXPECT_LT(outcome.out.size(), large.size());
+        const std::vector<pid_t> servers = m_servers.running();
+        EXPECT_EQ(servers.size(), 1U);
+        EXPECT_EQ(test::run(in_own_group).out, large);
+        EXPECT_EQ(m_servers.running(), servers);
+        EXPECT_EQ(m_servers.wait(), 0) << "it leaves when it has been idle";
+    }
+
+    test::Servers m_servers;
+    test::TemporaryDirectory m_directory;
+    int m_port = test::free_port();
+};
+
+TEST_F(Generator, ColdAndWarmRunsWriteTheSameCorrectHeaders)
+{
+    const fs::path idl = SOURCE_DIRECTORY "/examples/idl";
+    for (const char *name : {"shapes.idl", "orders.idl", "telemetry.idl"})
+        fs::copy(idl / name, path(name));
+    const Strings inputs = {"shapes.idl", "orders.idl", "telemetry.idl"};
+    Strings texts;
+    for (const std::string output : {"cold", "warm"}) {
+        Strings options = inputs;
+        options.insert(options.end(), {"-d", output});
+        const test::Outcome outcome = test::run(command(options));
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_EQ(outcome.out,
+                  "shapes.idl -> " + output + "/shapes.hpp (2 structs, 1 enum)\norders.idl -> " +
+                      output + "/orders.hpp (5 structs, 2 enums, 2 constants)\ntelemetry.idl -> " +
+                      output + "/telemetry.hpp (5 structs, 1 enum, 4 typedefs, 2 constants)\n");
+        EXPECT_EQ(outcome.err, "");
+        for (const char *header : {"/shapes.hpp", "/orders.hpp", "/telemetry.hpp"})
+            texts.push_back(read_file(path(output + header)));
+    }
+    EXPECT_EQ(m_servers.running().size(), 1U);
+    EXPECT_EQ(Strings(texts.begin(), texts.begin() + 3), Strings(texts.begin() + 3, texts.end()));
+    write_file(path("all.cpp"),
+               "#include \"cold/shapes.hpp\"\n#include \"cold/orders.hpp\"\n"
+               "#include \"cold/telemetry.hpp\"\n"
+               "static_assert(static_cast<int>(Color::YELLOW) == 3);\n"
+               "static_assert(shop::NO_ORDER == 18446744073709551615u);\n"
+               "static_assert(sizeof(telemetry::geometry::Rotation) == 9 * sizeof(double));\n");
+    const test::Outcome compiler = test::run(
+        {.arguments = {"c++", "-std=c++17", "-Wall", "-Werror", "-fsyntax-only", path("all.cpp")}});
+    EXPECT_EQ(compiler.status, 0) << compiler.err;
+}
+
+TEST_F(Generator, WrongInputIsAFailureWithItsPlaceAndNoHeader)
+{
+    write_file(path("bad.idl"), "struct Point {\n    long x y;\n};\n");
+    const test::Outcome outcome = test::run(command({"bad.idl"}, "1000"));
+    EXPECT_EQ(outcome.status, 255);
+    EXPECT_EQ(outcome.out, "bad.idl:2:12: expected ';', found 'y'\n");
+    EXPECT_FALSE(fs::exists(path("bad.hpp")));
+    EXPECT_EQ(m_servers.wait(), 0) << "it leaves when it has been idle";
+}
+
+TEST_F(Generator, CapturedRunEndsWithTheLauncherNotWithTheServer)
+{
+    write_file(path("a.idl"), "struct A { long x; };");
+    for (const char *script : {
+             R"(x=$("$@"); echo "$? $x")",
+             R"(x=$("$@" 2>&1); echo "$? $x")",
+             R"(x=$("$@" 3>&1 9>&1); echo "$? $x")",
+             R"("$@" | sed 's/^/0 /')",
+         }) {
+        m_port = test::free_port();
+        test::Command shell = command({"a.idl"});
+        const Strings wrapper = {"sh", "-c", script, "sh"};
+        shell.arguments.insert(shell.arguments.begin(), wrapper.begin(), wrapper.end());
+        const test::Outcome outcome = test::run(shell);
+        EXPECT_EQ(outcome.out, "0 a.idl -> a.hpp (1 struct)\n") << script;
+        EXPECT_EQ(outcome.err, "");
+        EXPECT_EQ(m_servers.running().size(), 1U) << script;
+        m_servers.kill_all();
+    }
+}
+
+TEST_F(Generator, ServerOutlivesALauncherThatIsKilled)
+{
+    expect_server_survives(SIGKILL);
+}
+
+TEST_F(Generator, ServerOutlivesAnInterruptOfItsLauncher)
+{
+    expect_server_survives(SIGINT);
+}
+
+TEST_F(Generator, LaunchersAtTheSameTimeShareOneServer)
+{
+    constexpr int kLaunchers = 8;
+    std::vector<pid_t> server;
+    for (const std::string round : {"cold", "warm"}) {
+        std::vector<std::unique_ptr<test::Process>> launchers;
+        for (int i = 0; i < kLaunchers; ++i) {
+            const std::string name = round + std::to_string(i);
+            write_file(path(name + ".idl"), "struct " + name + " { long x; };");
+            launchers.push_back(std::make_unique<test::Process>(command({name + ".idl"})));
+        }
+        for (int i = 0; i < kLaunchers; ++i) {
+            const std::string name = round + std::to_string(i);
+            const test::Outcome outcome = launchers[static_cast<std::size_t>(i)]->finish();
+            EXPECT_EQ(outcome.status, 0);
+            EXPECT_EQ(outcome.out, name + ".idl -> " + name + ".hpp (1 struct)\n");
+            EXPECT_EQ(outcome.err, "");
+            EXPECT_NE(read_file(path(name + ".hpp")).find("struct " + name), std::string::npos);
+        }
+        EXPECT_TRUE(test::eventually([this] { return m_servers.running().size() <= 1; }));
+        if (round == "cold")
+            server = m_servers.running();
+    }
+    EXPECT_EQ(server.size(), 1U);
+    EXPECT_EQ(m_servers.running(), server);
+}
+
+TEST_F(Generator, LargeOutputIsCompleteEachTime)
+{
+    const std::string large = write_large_input();
+    for (int i = 0; i < 20; ++i) {
+        const test::Outcome outcome = test::run(command({"-verbose", "large.idl"}));
+        EXPECT_EQ(outcome.status, 0) << "run " << i;
+        EXPECT_TRUE(outcome.out == large) << outcome.out.size() << " of " << large.size();
+    }
+}
+
+} // namespace
