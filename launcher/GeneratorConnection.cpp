@@ -46,6 +46,9 @@ bool is_connected_to_itself(int socket)
 /** Puts a fresh socket in the place of one that cannot be connected again. */
 void replace_socket(int socket)
 {
+    // Aborted, or its port, the very one that the server wants, would stay taken for a minute.
+    constexpr linger kAbort = {.l_onoff = 1, .l_linger = 0};
+    ZOVOsapiSocket_setOption(socket, ZOV_OSAPI_SOCKET_OPTION_LINGER, &kAbort, sizeof kAbort);
     const int fresh = ZOVOsapiSocket_create(ZOV_OSAPI_SOCKET_KIND_STREAM);
     if (fresh < 0)
         return;

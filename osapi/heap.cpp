@@ -223,7 +223,11 @@ void *allocate(const Request &request, void *old_user)
         old = header_of(old_user)->raw;
     }
     const std::ptrdiff_t old_distance = old_user == nullptr ? 0 : distance(old, old_user);
-    void *raw = obtain(request, total, old, old_distance);
+    // The contents start where they are before they can follow another alignment.
+    const std::uint64_t kept =
+        old_user == nullptr ? 0
+                            : add_saturated(static_cast<std::uint64_t>(old_distance), request.size);
+    void *raw = obtain(request, std::max(total, kept), old, old_distance);
     if (raw == nullptr)
         return nullptr;
     void *user =
