@@ -4,7 +4,7 @@ cd "$1" || exit 2
 later=""
 bad=0
 for folder in launcher dds xml koba osapi log; do
-    if [ -n "$later" ] && grep -nE "#include \"($later)/" -r "$folder"; then
+    if [ -n "$later" ] && [ -d "$folder" ] && grep -nE "#include \"($later)/" -r "$folder"; then
         bad=1
     fi
     later="${later:+$later|}$folder"
