@@ -229,7 +229,7 @@ TEST(CommandLine, ShowsWhatTheVerbosityAsksFor)
 {
     const std::string arguments = request({"a"});
     const std::string local =
-        "main: Java Parameters:\n(\n" + std::string(arguments.c_str()) + ")\n" +
+        "main: Java Parameters:\n(\n" + arguments.substr(0, arguments.size() - 1) + ")\n" +
         "QUILLON_socketConnect:Tried to connect with result 0 (errno: 0)\n" + test::kClosedReport;
     for (const auto &[more, out] : Cases{
              {{"a"}, test::kClosedReport},

@@ -79,7 +79,7 @@ std::string printed_by(Operation operation)
     FILE *before = std::exchange(stdout, open_memstream(&text, &size));
     operation();
     std::fclose(std::exchange(stdout, before));
-    const std::string printed(text, size);
+    std::string printed(text, size);
     std::free(text);
     return printed;
 }
