@@ -11,19 +11,7 @@
 #include <span>
 #include <unistd.h>
 
-namespace {
-
-struct ParameterDescription
-{
-    const char *name;
-    std::uint32_t kind;
-    std::uint32_t reserved;
-    const char *description;
-    ZOVBool required;
-    std::uint32_t enabled;
-};
-
-constexpr ParameterDescription QUILLONParameterManager_g_parameterDesc[QUILLON_PARAMETER_COUNT] = {
+const QUILLONParameterDescription QUILLONParameterManager_g_parameterDesc[] = {
     {"n_help", QUILLON_PARAMETER_KIND_FLAG, 0, "", ZOV_FALSE, 1},
     {"n_version", QUILLON_PARAMETER_KIND_FLAG, 0, "", ZOV_FALSE, 1},
     {"n_verbosity", QUILLON_PARAMETER_KIND_INTEGER, 0, "", ZOV_FALSE, 1},
@@ -36,10 +24,10 @@ constexpr ParameterDescription QUILLONParameterManager_g_parameterDesc[QUILLON_P
     {"n_jprocess", QUILLON_PARAMETER_KIND_FLAG, 0, "", ZOV_FALSE, 1},
     {"n_connectiontimeout", QUILLON_PARAMETER_KIND_INTEGER, 0, "", ZOV_FALSE, 1},
 };
+static_assert(std::size(QUILLONParameterManager_g_parameterDesc) == QUILLON_PARAMETER_COUNT);
+const char *const QUILLONParameterManager_g_parameterTypeDesc[] = {"", "<string>", "<integer>"};
 
-// Names of the kinds, for display.
-[[maybe_unused]] constexpr const char *QUILLONParameterManager_g_parameterTypeDesc[] = {
-    "", "<string>", "<integer>"};
+namespace {
 
 constexpr std::int32_t kInitialized = 0x7344;
 constexpr std::int32_t kFinalized = 0x7345;
@@ -136,7 +124,7 @@ void close_buffer(QUILLONJArgsBuffer *buffer)
 bool has_required_parameters(const QUILLONParameterManager *manager)
 {
     for (int i = 0; i < QUILLON_PARAMETER_COUNT; ++i) {
-        const ParameterDescription &parameter = QUILLONParameterManager_g_parameterDesc[i];
+        const QUILLONParameterDescription &parameter = QUILLONParameterManager_g_parameterDesc[i];
         if (parameter.required && !manager->slot[i].present) {
             QUILLON_LOG_AS(Exception, kInitialize, QUILLON_LOG_QUILLON_BAD_PARAMETER_s,
                            parameter.name);

@@ -42,6 +42,23 @@ enum {
 /** What an option takes. */
 enum { QUILLON_PARAMETER_KIND_FLAG, QUILLON_PARAMETER_KIND_STRING, QUILLON_PARAMETER_KIND_INTEGER };
 
+/** A row of the option table. */
+struct QUILLONParameterDescription
+{
+    const char *name; /**< without the leading dash */
+    uint32_t kind;    /**< QUILLON_PARAMETER_KIND_... */
+    uint32_t reserved;
+    const char *description; /**< empty: the help has its own text */
+    ZOVBool required;
+    uint32_t enabled;
+};
+typedef struct QUILLONParameterDescription QUILLONParameterDescription;
+
+/** The options, by index, and the names of their kinds for display. */
+extern const struct QUILLONParameterDescription
+    QUILLONParameterManager_g_parameterDesc[QUILLON_PARAMETER_COUNT];
+extern const char *const QUILLONParameterManager_g_parameterTypeDesc[3];
+
 /** The generator's arguments. When finished, length counts the terminating NUL too. */
 struct QUILLONJArgsBuffer
 {
