@@ -131,6 +131,14 @@ TemporaryDirectory::~TemporaryDirectory()
     std::filesystem::remove_all(m_path, ignored);
 }
 
+std::size_t count(const std::string &text, const std::string &part)
+{
+    std::size_t found = 0;
+    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
+        ++found;
+    return found;
+}
+
 std::string read_file(const std::string &path)
 {
     std::ostringstream text;

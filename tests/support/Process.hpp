@@ -70,6 +70,8 @@ private:
     std::string m_path;
 };
 
+/** How often a text has a part. */
+std::size_t count(const std::string &text, const std::string &part);
 std::string read_file(const std::string &path);
 void write_file(const std::string &path, const std::string &text);
 

@@ -4,7 +4,7 @@
 
 #include "tests/support/Process.hpp"
 
-#include <atomic>
+#include <netinet/in.h>
 #include <thread>
 
 namespace test {
@@ -12,57 +12,49 @@ namespace test {
 /** How a connection ends. Whatever the launcher sends until then is kept. */
 enum class Ending {
     Close,   /**< ends the stream, and waits for the launcher to close */
-    Reset,   /**< when the last chunk has been taken */
+    Reset,   /**< when all that was sent has arrived */
     Abandon, /**< closes at once, without a look at the request */
 };
 
 /** What one launcher gets. */
 struct Script
 {
-    /** Each of at most 8192 bytes reaches the launcher as one piece, larger ones as several. */
-    std::vector<std::string> chunks = {};
+    std::string text = {};
+    std::string later = {}; /**< follows in a receive call of its own */
     Ending ending = Ending::Close;
 };
 
-/**
- * Listens on 127.0.0.1 from its construction until all scripts are played. No wait takes longer
- * than 20 seconds; one that does fails the test when the server is asked what it received.
- */
+/** Listens on 127.0.0.1 until the script is played to one launcher. */
 class ScriptedServer
 {
 public:
-    /** Serves one launcher after the other, one for each script. Port 0: any that is free. */
-    explicit ScriptedServer(std::vector<Script> scripts, int port = 0);
+    explicit ScriptedServer(const Script &script);
     ~ScriptedServer();
     ScriptedServer(const ScriptedServer &) = delete;
     ScriptedServer &operator=(const ScriptedServer &) = delete;
 
     [[nodiscard]] int port() const { return m_port; }
-    /** Runs the launcher that is to be served next, to its end. */
-    Outcome run(const Command &command);
-    /** Tells which process is served next. Scripts of more than one chunk wait for it. */
-    void serve(pid_t launcher) { m_launcher = launcher; }
-    /** Waits until all scripts are played; all bytes that came from each of the launchers. */
-    const std::vector<std::string> &received();
+    /** For a launcher that has ended: all bytes that came from it. */
+    const std::string &received();
 
 private:
     void play(const Script &script, int connection);
     bool receive(int connection, bool whole_stream);
-    bool wait_until_taken(int connection);
 
     int m_port;
     int m_listener;
-    std::atomic<pid_t> m_launcher = 0;
-    std::vector<std::string> m_received;
-    std::string m_problem;
+    std::string m_received;
     std::thread m_thread;
 };
 
+sockaddr_in loopback(int port);
+
 /**
  * A launcher at a port, with more arguments. Its class path is too long for a VM to be started, so
- * that a launcher that misses its server starts none.
+ * that a launcher that misses its server starts none. One that hangs is ended after a minute.
  */
-Command launcher(const std::string &program, int port, const std::vector<std::string> &more = {});
+Command launcher(const std::string &program, int port, const std::vector<std::string> &more = {},
+                 const std::function<bool()> &in_child = {});
 /** What it sends. An empty directory is the current one. */
 std::string request(const std::vector<std::string> &arguments, std::string directory = {});
 

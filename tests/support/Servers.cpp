@@ -1,12 +1,9 @@
 #include "tests/support/Servers.hpp"
 
-#include "tests/support/Process.hpp"
-
 #include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
-#include <string>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <thread>
@@ -18,8 +15,8 @@ namespace {
 struct State
 {
     pid_t pid = 0;
-    char letter = 'Z'; /**< as one that is gone for good */
     pid_t parent = 0;
+    bool has_ended = true;
 };
 
 State state_of(const std::string &pid)
@@ -29,19 +26,15 @@ State state_of(const std::string &pid)
     const std::size_t name_end = text.rfind(')');
     if (name_end == std::string::npos)
         return {};
-    return {std::stoi(text), text[name_end + 2], std::stoi(text.substr(name_end + 4))};
+    return {std::stoi(text), std::stoi(text.substr(name_end + 4)), text[name_end + 2] == 'Z'};
 }
 
 std::vector<State> children_of(pid_t parent)
 {
     std::vector<State> children;
-    for (const auto &entry : std::filesystem::directory_iterator("/proc")) {
-        const std::string name = entry.path().filename();
-        if (!std::all_of(name.begin(), name.end(), [](char c) { return c >= '0' && c <= '9'; }))
-            continue;
-        if (const State state = state_of(name); state.parent == parent)
+    for (const auto &entry : std::filesystem::directory_iterator("/proc"))
+        if (const State state = state_of(entry.path().filename()); state.parent == parent)
             children.push_back(state);
-    }
     return children;
 }
 
@@ -62,7 +55,7 @@ std::vector<pid_t> Servers::running()
 {
     std::vector<pid_t> running;
     for (const State &child : children_of(getpid()))
-        if (child.letter != 'Z')
+        if (!child.has_ended)
             running.push_back(child.pid);
     return running;
 }
@@ -83,14 +76,19 @@ void Servers::kill_all()
     }
 }
 
-void wait_for_ended_child(pid_t parent)
+Outcome Servers::host(const Command &command)
 {
-    eventually([parent] {
-        const std::vector<State> children = children_of(parent);
-        return state_of(std::to_string(parent)).letter == 'Z' ||
+    Process launcher(command);
+    eventually([pid = launcher.pid()] {
+        const std::vector<State> children = children_of(pid);
+        return state_of(std::to_string(pid)).has_ended ||
                std::any_of(children.begin(), children.end(),
-                           [](const State &child) { return child.letter == 'Z'; });
+                           [](const State &child) { return child.has_ended; });
     });
+    kill(launcher.pid(), SIGKILL);
+    Outcome outcome = launcher.finish();
+    outcome.status = wait();
+    return outcome;
 }
 
 bool eventually(const std::function<bool()> &condition)

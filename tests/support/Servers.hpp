@@ -2,9 +2,7 @@
 #ifndef TESTS_SUPPORT_SERVERS_HPP
 #define TESTS_SUPPORT_SERVERS_HPP
 
-#include <functional>
-#include <sys/types.h>
-#include <vector>
+#include "tests/support/Process.hpp"
 
 namespace test {
 
@@ -23,10 +21,12 @@ public:
     /** Waits for one to end: its exit status, or 128 and the signal; -1 when there is none. */
     static int wait();
     static void kill_all();
+    /**
+     * Runs a launcher whose server ends by itself, and stops it when all that the server had to
+     * say has come. The outcome is the server's.
+     */
+    static Outcome host(const Command &command);
 };
-
-/** Waits until the process has a child that ended and that it did not reap, or ends itself. */
-void wait_for_ended_child(pid_t parent);
 
 /** Waits, for minutes if it must, until the condition holds. False when it never did. */
 bool eventually(const std::function<bool()> &condition);
