@@ -14,7 +14,7 @@ target_compile_options(warning_flags INTERFACE
 target_compile_definitions(warning_flags INTERFACE _GNU_SOURCE)
 
 add_library(product_flags INTERFACE)
-target_compile_options(product_flags INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions;-fno-rtti>)
+target_compile_options(product_flags INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions;-fno-rtti;-fno-semantic-interposition>)
 target_link_libraries(product_flags INTERFACE warning_flags)
 
 add_library(test_flags INTERFACE)

@@ -43,6 +43,8 @@ template <std::size_t Size>
 class Line
 {
 public:
+    Line() { m_text[0] = '\0'; } // and not the rest, which would cost more than most lines
+
     void append(std::string_view text)
     {
         const std::size_t count = std::min(text.size(), Size - 1 - m_length);
@@ -63,7 +65,7 @@ public:
     [[nodiscard]] int length() const { return static_cast<int>(m_length); }
 
 private:
-    char m_text[Size] = {};
+    char m_text[Size];
     std::size_t m_length = 0;
 };
 
@@ -110,7 +112,7 @@ void zov::log::announce(Level level)
 void ZOVLog_onMessageImpl(const char *message)
 {
     if (message != nullptr)
-        std::printf("%s", message);
+        std::fputs(message, stdout);
 }
 
 int ZOVLog_vprintContextAndMsg(const char *context, const ZOVLogMessage *messageTemplate,

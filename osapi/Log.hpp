@@ -21,6 +21,12 @@ inline constexpr std::uint32_t kSubmoduleSemaphore = ZOV_OSAPI_LOG_SUBMODULE_SEM
 inline constexpr std::uint32_t kSubmoduleThread = ZOV_OSAPI_LOG_SUBMODULE_THREAD;
 inline constexpr std::uint32_t kSubmoduleProcess = ZOV_OSAPI_LOG_SUBMODULE_PROCESS;
 
+// Submodules of the clocks.
+inline constexpr std::uint32_t kSubmoduleSystemClock = ZOV_CLOCK_LOG_SUBMODULE_SYSTEM;
+inline constexpr std::uint32_t kSubmoduleHighResolutionClock =
+    ZOV_CLOCK_LOG_SUBMODULE_HIGH_RESOLUTION;
+inline constexpr std::uint32_t kSubmoduleCalibration = ZOV_CLOCK_LOG_SUBMODULE_CALIBRATION;
+
 /** The text of an error number, for the length of a statement. */
 class ErrorText
 {
@@ -49,5 +55,12 @@ private:
 #define OSAPI_LOG_OS_FAILURE(LEVEL, SUBMODULE, FUNCTION, ERROR)                                    \
     OSAPI_LOG(LEVEL, SUBMODULE, ZOV_LOG_OS_FAILURE_sXs, FUNCTION, ERROR,                           \
               ::zov::osapi::ErrorText(ERROR).text())
+
+/** Reports a message of the clocks under the name of another operation. */
+#define CLOCK_LOG_AS(LEVEL, SUBMODULE, CONTEXT, ...)                                               \
+    ZOV_LOG(ZOVClockLog, ::zov::log::announce, LEVEL, ::zov::osapi::SUBMODULE, CONTEXT, __VA_ARGS__)
+
+/** Reports a message of the clocks. */
+#define CLOCK_LOG(LEVEL, SUBMODULE, ...) CLOCK_LOG_AS(LEVEL, SUBMODULE, __func__, __VA_ARGS__)
 
 #endif

@@ -2,6 +2,8 @@
 
 #include "log/Log.h"
 
+#include <cinttypes>
+#include <cstdio>
 #include <cstring>
 
 int ZOVOsapiUtility_vsnprintfAdv(char *buffer, size_t size, int, const char *format,
@@ -31,6 +33,16 @@ int ZOVOsapiUtility_snprintf(char *buffer, size_t size, const char *format, ...)
     const int length = ZOVOsapiUtility_vsnprintf(buffer, size, format, arguments);
     va_end(arguments);
     return length;
+}
+
+int ZOVOsapiUtility_fprintf_ll(FILE *stream, int64_t value)
+{
+    return std::fprintf(stream, "%" PRId64, value);
+}
+
+int ZOVOsapiUtility_fprintf_llu(FILE *stream, uint64_t value)
+{
+    return std::fprintf(stream, "%" PRIu64, value);
 }
 
 const char *ZOVOsapiUtility_getErrorString(char *, size_t, int errorNumber)

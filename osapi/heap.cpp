@@ -1,6 +1,5 @@
-#include "osapi/heap.h"
+#include "osapi/heap.hpp"
 
-#include "log/Relaxed.hpp"
 #include "osapi/Log.hpp"
 
 #include <algorithm>
@@ -29,16 +28,13 @@ namespace {
 using zov::relaxed_load;
 using zov::relaxed_store;
 
-constexpr std::int32_t kMallocAlignment = 16;
-
-struct Header
-{
-    std::uint32_t kind;
-    std::uint32_t pad;
-    void *raw;
-    void *info;
-};
+using Header = ZOVOsapiHeapHeader;
 static_assert(sizeof(Header) == 24);
+
+using zov::heap::header_of;
+using zov::heap::is_monitoring;
+
+constexpr std::int32_t kMallocAlignment = 16;
 
 /** What one call asks for. */
 struct Request
@@ -49,6 +45,7 @@ struct Request
     bool headed;
     const char *operation;
     std::uint32_t kind;
+    const char *type_name;
 };
 
 constexpr std::uint64_t add_saturated(std::uint64_t a, std::uint64_t b)
@@ -64,11 +61,6 @@ constexpr std::uint64_t round_up(std::uint64_t value, std::uint64_t alignment)
 std::uint64_t effective_alignment(std::int32_t alignment)
 {
     return std::bit_ceil(static_cast<std::uint32_t>(std::max(alignment, kMallocAlignment)));
-}
-
-Header *header_of(void *user)
-{
-    return static_cast<Header *>(user) - 1;
 }
 
 std::ptrdiff_t distance(const void *from, const void *to)
@@ -126,6 +118,19 @@ void report_refusal(const Request &request)
     OSAPI_LOG_AS(Warning, kSubmoduleMemory, request.operation, ZOV_LOG_ERRNO_d, error);
 }
 
+bool is_aligned(const void *block, std::int32_t alignment)
+{
+    return reinterpret_cast<std::uintptr_t>(block) % static_cast<std::uint32_t>(alignment) == 0;
+}
+
+/** The platform's blocks are less aligned than expected: believed for good. */
+[[gnu::cold]] void expect_less_alignment(const Request &request, std::int32_t expected)
+{
+    OSAPI_LOG_AS(Warning, kSubmoduleMemory, request.operation,
+                 ZOV_OSAPI_MEMORY_LOG_ALIGNMENT_MISMATCH_dd, expected, expected / 2);
+    relaxed_store(GLOBAL_MALLOC_ALIGNMENT, expected / 2);
+}
+
 std::uint64_t padding_for(std::uint64_t alignment, std::uint64_t expected)
 {
     if (alignment <= expected)
@@ -151,10 +156,8 @@ void *obtain(const Request &request, std::uint64_t total, void *old, std::ptrdif
             report_refusal(request);
             return nullptr;
         }
-        if (reinterpret_cast<std::uintptr_t>(raw) % static_cast<std::uintptr_t>(expected) == 0)
+        if (is_aligned(raw, expected))
             return raw;
-        OSAPI_LOG_AS(Warning, kSubmoduleMemory, request.operation,
-                     ZOV_OSAPI_MEMORY_LOG_ALIGNMENT_MISMATCH_dd, expected, expected / 2);
         if (old == nullptr) {
             std::free(raw);
         } else {
@@ -164,7 +167,7 @@ void *obtain(const Request &request, std::uint64_t total, void *old, std::ptrdif
             if (request.headed)
                 header_of(user)->raw = raw;
         }
-        relaxed_store(GLOBAL_MALLOC_ALIGNMENT, expected / 2);
+        expect_less_alignment(request, expected);
     }
 }
 
@@ -217,10 +220,13 @@ void *allocate(const Request &request, void *old_user)
     if (!is_within_limit(request, total))
         return nullptr;
     void *old = old_user;
+    zov::heap::RecordedSize replaced;
     if (old_user != nullptr && request.headed) {
-        if (!is_of_kind(header_of(old_user), request))
+        Header *header = header_of(old_user);
+        if (!is_of_kind(header, request))
             return nullptr;
-        old = header_of(old_user)->raw;
+        replaced = zov::heap::forget(header, request.operation);
+        old = header->raw;
     }
     const std::ptrdiff_t old_distance = old_user == nullptr ? 0 : distance(old, old_user);
     // The contents start where they are before they can follow another alignment.
@@ -232,29 +238,111 @@ void *allocate(const Request &request, void *old_user)
         return nullptr;
     void *user =
         request.headed ? place_header(request, raw, old_user != nullptr, old_distance) : raw;
+    if (request.headed && is_monitoring())
+        zov::heap::record(header_of(user), replaced, request.size, request.operation,
+                          request.type_name);
     store_pointer(request.pp, user);
     if (old_user == nullptr)
         count_allocations(1);
     return user;
 }
 
-} // namespace
+[[gnu::cold]] bool is_free_consistent(const Header *header, const char *operation,
+                                      std::uint32_t kind)
+{
+    if (header->kind == kind)
+        return true;
+    OSAPI_LOG_AS(Exception, kSubmoduleMemory, operation, ZOV_OSAPI_MEMORY_LOG_INCONSISTENT_FREE_Xss,
+                 static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(header->raw)), operation,
+                 ZOVOsapiHeap_allocKind2FcnName(header->kind));
+    return false;
+}
 
-void *ZOVOsapiHeap_reallocateMemoryInternal(void **pp, uint64_t size, int32_t alignment,
-                                            ZOVBool isReallocation, ZOVBool forceHeader,
-                                            const char *operationName, uint32_t kind, const char *)
+[[gnu::noinline]] void free_headed(void *user, const char *operation, std::uint32_t kind)
+{
+    Header *header = header_of(user);
+    if (!is_free_consistent(header, operation, kind))
+        return;
+    // Volatile, or the compiler drops a store into memory that is about to be freed.
+    const_cast<volatile std::uint32_t &>(header->kind) = ZOV_OSAPI_HEAP_KIND_FREED;
+    zov::heap::record_free(header, operation);
+    if (header->raw == nullptr)
+        return;
+    if (is_monitoring())
+        zov::heap::quarantine(header->raw);
+    else
+        std::free(header->raw);
+    count_allocations(-1);
+}
+
+/** Everything but the common case. */
+[[gnu::noinline]] void *allocate_checked(void **pp, std::uint64_t size, std::int32_t alignment,
+                                         bool is_reallocation, bool force_header,
+                                         const char *operation, std::uint32_t kind,
+                                         const char *type_name)
 {
     if (relaxed_load(GLOBAL_MALLOC_ALIGNMENT) == 0)
         relaxed_store(GLOBAL_MALLOC_ALIGNMENT, kMallocAlignment);
     const Request request = {.pp = pp,
                              .size = size,
                              .alignment = effective_alignment(alignment),
-                             .headed = forceHeader != 0,
-                             .operation = operationName,
-                             .kind = kind};
-    if (!is_request_valid(request, alignment, forceHeader != 0))
+                             .headed = force_header || is_monitoring(),
+                             .operation = operation,
+                             .kind = kind,
+                             .type_name = type_name};
+    if (!is_request_valid(request, alignment, force_header))
         return nullptr;
-    return allocate(request, isReallocation != 0 ? load_pointer(pp) : nullptr);
+    return allocate(request, is_reallocation ? load_pointer(pp) : nullptr);
+}
+
+/** What the platform gave for a plain request is nothing, or less aligned than expected. */
+[[gnu::noinline, gnu::cold]] void *allocate_after(void *misaligned, void **pp, std::uint64_t size,
+                                                  const char *operation, std::uint32_t kind,
+                                                  const char *type_name)
+{
+    const Request request = {.pp = pp,
+                             .size = size,
+                             .alignment = kMallocAlignment,
+                             .headed = false,
+                             .operation = operation,
+                             .kind = kind,
+                             .type_name = type_name};
+    if (misaligned == nullptr) {
+        report_refusal(request);
+        return nullptr;
+    }
+    std::free(misaligned);
+    expect_less_alignment(request, kMallocAlignment);
+    return allocate(request, nullptr);
+}
+
+/** Nothing to record, nothing to align, nothing to keep, and everything about the heap known. */
+bool is_plain(void **pp, std::uint64_t size, std::int32_t alignment, ZOVBool is_reallocation,
+              ZOVBool force_header)
+{
+    return (is_reallocation | force_header | relaxed_load(ZOVOsapiHeap_g_isMonitoringEnabled)) ==
+               0 &&
+           alignment == ZOV_OSAPI_HEAP_DEFAULT_ALIGNMENT && pp != nullptr &&
+           size <= relaxed_load(ZOVOsapiHeap_MAX_HEAP_SIZE) &&
+           relaxed_load(GLOBAL_MALLOC_ALIGNMENT) == kMallocAlignment;
+}
+
+} // namespace
+
+void *ZOVOsapiHeap_reallocateMemoryInternal(void **pp, uint64_t size, int32_t alignment,
+                                            ZOVBool isReallocation, ZOVBool forceHeader,
+                                            const char *operationName, uint32_t kind,
+                                            const char *typeName)
+{
+    if (!is_plain(pp, size, alignment, isReallocation, forceHeader)) [[unlikely]]
+        return allocate_checked(pp, size, alignment, isReallocation != 0, forceHeader != 0,
+                                operationName, kind, typeName);
+    void *block = std::calloc(1, size);
+    if (block == nullptr || !is_aligned(block, kMallocAlignment)) [[unlikely]]
+        return allocate_after(block, pp, size, operationName, kind, typeName);
+    store_pointer(pp, block);
+    count_allocations(1);
+    return block;
 }
 
 void ZOVOsapiHeap_freeMemoryInternal(void *pointer, ZOVBool hasHeader, const char *operationName,
@@ -262,24 +350,28 @@ void ZOVOsapiHeap_freeMemoryInternal(void *pointer, ZOVBool hasHeader, const cha
 {
     if (pointer == nullptr)
         return;
-    void *raw = pointer;
-    if (hasHeader != 0) {
-        Header *header = header_of(pointer);
-        raw = header->raw;
-        if (header->kind != kind) {
-            OSAPI_LOG_AS(Exception, kSubmoduleMemory, operationName,
-                         ZOV_OSAPI_MEMORY_LOG_INCONSISTENT_FREE_Xss,
-                         static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(raw)),
-                         operationName, ZOVOsapiHeap_allocKind2FcnName(header->kind));
-            return;
-        }
-        // Volatile, or the compiler drops a store into memory that is about to be freed.
-        const_cast<volatile std::uint32_t &>(header->kind) = ZOV_OSAPI_HEAP_KIND_FREED;
-        if (raw == nullptr)
-            return;
+    if (hasHeader != 0 || is_monitoring()) [[unlikely]] {
+        free_headed(pointer, operationName, kind);
+        return;
     }
-    std::free(raw);
     count_allocations(-1);
+    std::free(pointer);
+}
+
+void *ZOVOsapiHeap_malloc(uint64_t size)
+{
+    void *block = nullptr;
+    return ZOV_OSAPI_HEAP_ALLOCATE(&block, size, ZOV_OSAPI_HEAP_DEFAULT_ALIGNMENT, ZOV_FALSE,
+                                   ZOV_FALSE, "ZOVOsapiHeap_malloc", ZOV_OSAPI_HEAP_KIND_MALLOC,
+                                   "unsigned char");
+}
+
+void *ZOVOsapiHeap_calloc(uint64_t count, uint64_t size)
+{
+    void *block = nullptr;
+    return ZOV_OSAPI_HEAP_ALLOCATE(
+        &block, ZOVOsapiHeap_productSize(count, size), ZOV_OSAPI_HEAP_DEFAULT_ALIGNMENT, ZOV_FALSE,
+        ZOV_FALSE, "ZOVOsapiHeap_calloc", ZOV_OSAPI_HEAP_KIND_MALLOC, "unsigned char");
 }
 
 const char *ZOVOsapiHeap_allocKind2FcnName(uint32_t kind)

@@ -11,12 +11,22 @@
  *     ...
  *     ZOVOsapiHeap_freeStructure(order);
  *
- * Threads: any thread may allocate and free; a block may be freed by another thread.
+ * Monitoring, when it is switched on before the first allocation, gives every block a header and a
+ * record: its kind is checked when it is freed, running statistics are kept, and a snapshot of all
+ * live blocks can be written, each with the topic and activity of the thread that allocated it.
+ *
+ *     ZOVOsapiHeap_enableMonitoring();
+ *     ...
+ *     ZOVOsapiHeap_snapshot("heap.txt", ZOV_TRUE);
+ *
+ * Threads: any thread may allocate and free; a block may be freed by another thread. Switch
+ * monitoring on and off while no other thread uses the heap.
  */
 #ifndef WOLKCORE_OSAPI_HEAP_H
 #define WOLKCORE_OSAPI_HEAP_H
 
-#include "log/Base.h"
+#include "osapi/InlineList.h"
+#include "osapi/Time.h"
 
 ZOV_BEGIN_DECLARATIONS
 
@@ -33,6 +43,52 @@ ZOV_BEGIN_DECLARATIONS
 /** The alignment argument that means the platform's own. */
 #define ZOV_OSAPI_HEAP_DEFAULT_ALIGNMENT (-1)
 
+struct ZOVOsapiHeapStringRef;
+
+/** What a thread is allocating for. */
+struct ZOVOsapiHeapContext
+{
+    uint32_t poolAllocation; /**< non-zero while a buffer pool allocates */
+    int32_t poolBufferCount;
+    int32_t poolBufferSize;
+    const char *topic;    /**< the caller's, or null */
+    const char *activity; /**< the caller's, or null */
+};
+typedef struct ZOVOsapiHeapContext ZOVOsapiHeapContext;
+
+/** The record of a live block under monitoring. */
+struct ZOVOsapiHeapBlockInfo
+{
+    struct ZOVOsapiInlineListNode node;
+    uint64_t size; /**< bytes that were asked for */
+    uint64_t blockId;
+    struct ZOVNtpTime time;
+    const char *operation; /**< a constant */
+    const char *typeName;  /**< a constant */
+    struct ZOVOsapiHeapStringRef *topic;
+    struct ZOVOsapiHeapStringRef *activity;
+    struct ZOVOsapiHeapContext context; /**< without topic and activity */
+};
+typedef struct ZOVOsapiHeapBlockInfo ZOVOsapiHeapBlockInfo;
+
+/** Statistics of monitoring; bytes are those asked for. */
+struct ZOVOsapiHeapStat
+{
+    int64_t current;
+    int64_t high;
+    int64_t low;
+    int64_t allocCount;
+    int64_t freeCount; /**< a reallocation counts as a free of the old block */
+    int64_t nextBlockId;
+};
+typedef struct ZOVOsapiHeapStat ZOVOsapiHeapStat;
+
+/** Supplies the activity of a block whose thread has none; called with null under the mutex. */
+typedef const char *(*ZOVOsapiHeapGetActivityFunction)(void *unused);
+
+/** TRUE while monitoring is on. */
+extern ZOVBool ZOVOsapiHeap_g_isMonitoringEnabled;
+extern ZOVOsapiHeapGetActivityFunction ZOVOsapiHeap_g_getActivityFcn;
 /** Fresh allocations less frees that released memory. */
 extern int64_t ZOVOsapiHeap_g_allocCount;
 /** The soft RLIMIT_DATA limit in bytes, read at the first allocation; 0 before. */
@@ -125,6 +181,122 @@ static inline uint64_t ZOVOsapiHeap_stringSize(uint64_t length)
 #define ZOVOsapiHeap_freeArray(POINTER)                                                            \
     ZOVOsapiHeap_freeMemoryInternal((POINTER), ZOV_FALSE, "ZOVOsapiHeap_freeArray",                \
                                     ZOV_OSAPI_HEAP_KIND_ARRAY)
+
+/** void *ZOVOsapiHeap_allocateBuffer(pp, size): bytes. */
+#define ZOVOsapiHeap_allocateBuffer(PP, SIZE)                                                      \
+    ZOV_OSAPI_HEAP_ALLOCATE(PP, (SIZE), ZOV_OSAPI_HEAP_DEFAULT_ALIGNMENT, ZOV_FALSE, ZOV_FALSE,    \
+                            "ZOVOsapiHeap_allocateBuffer", ZOV_OSAPI_HEAP_KIND_BUFFER,             \
+                            "unsigned char")
+#define ZOVOsapiHeap_freeBuffer(POINTER)                                                           \
+    ZOVOsapiHeap_freeMemoryInternal((POINTER), ZOV_FALSE, "ZOVOsapiHeap_freeBuffer",               \
+                                    ZOV_OSAPI_HEAP_KIND_BUFFER)
+
+/** void *ZOVOsapiHeap_allocateBufferAligned(pp, size, alignment): bytes at a multiple of it. */
+#define ZOVOsapiHeap_allocateBufferAligned(PP, SIZE, ALIGNMENT)                                    \
+    ZOV_OSAPI_HEAP_ALLOCATE(PP, (SIZE), (ALIGNMENT), ZOV_FALSE, ZOV_TRUE,                          \
+                            "ZOVOsapiHeap_allocateBufferAligned",                                  \
+                            ZOV_OSAPI_HEAP_KIND_BUFFER_ALIGNED, "unsigned char")
+#define ZOVOsapiHeap_freeBufferAligned(POINTER)                                                    \
+    ZOVOsapiHeap_freeMemoryInternal((POINTER), ZOV_TRUE, "ZOVOsapiHeap_freeBufferAligned",         \
+                                    ZOV_OSAPI_HEAP_KIND_BUFFER_ALIGNED)
+
+/** Bytes, or null; zero-filled like all fresh blocks. */
+ZOV_MUST_USE void *ZOVOsapiHeap_malloc(uint64_t size);
+/** count * size bytes, or null. */
+ZOV_MUST_USE void *ZOVOsapiHeap_calloc(uint64_t count, uint64_t size);
+/** Frees what ZOVOsapiHeap_malloc and ZOVOsapiHeap_calloc returned. */
+#define ZOVOsapiHeap_free(POINTER)                                                                 \
+    ZOVOsapiHeap_freeMemoryInternal((POINTER), ZOV_FALSE, "ZOVOsapiHeap_free",                     \
+                                    ZOV_OSAPI_HEAP_KIND_MALLOC)
+
+/**
+ * Switches monitoring on.
+ *
+ * Errors: FALSE, reported, and monitoring stays off: blocks are allocated already, no memory, no
+ * mutex, no thread-specific storage. Switching it on twice loses the first records.
+ */
+ZOVBool ZOVOsapiHeap_enableMonitoring(void);
+/**
+ * Switches monitoring off. Free blocks that were allocated during a pause before.
+ *
+ * Errors: with a recorded block alive it reports so, and monitoring stays on.
+ */
+void ZOVOsapiHeap_disableMonitoring(void);
+ZOVBool ZOVOsapiHeap_isMonitoringEnabled(void);
+
+/**
+ * Stops recording new blocks. Recorded ones are still followed.
+ *
+ * Errors: FALSE, reported, when monitoring is off or the mutex fails.
+ */
+ZOVBool ZOVOsapiHeap_pauseMonitoring(void);
+/** Records new blocks again; errors as for the pause. */
+ZOVBool ZOVOsapiHeap_resumeMonitoring(void);
+
+/**
+ * Copies the statistics. With monitoring off it sets nextBlockId to 0 and leaves the rest alone.
+ *
+ * Errors: FALSE, reported, when the mutex fails.
+ */
+ZOVBool ZOVOsapiHeap_statGet(struct ZOVOsapiHeapStat *stat) ZOV_NONNULL();
+/** Sets all statistics but the next block id to 0; with monitoring off it does nothing. */
+void ZOVOsapiHeap_statReset(void);
+
+/**
+ * Writes a text file with the memory of the process, the statistics and, when asked for, one line
+ * a live block in the order of their records.
+ *
+ * Errors: FALSE, reported: monitoring is off, the file cannot be opened or closed, the mutex fails.
+ */
+ZOVBool ZOVOsapiHeap_snapshot(const char *fileName, ZOVBool includeBlocks) ZOV_NONNULL();
+
+/**
+ * Tells the id and the size of a recorded block.
+ *
+ * Errors: FALSE for a block without a record; FALSE, reported, when monitoring is off or the
+ * pointer is none of the heap's. The memory before the pointer must be readable.
+ */
+ZOVBool ZOVOsapiHeap_blockInfoGet(void *userPointer, uint64_t *blockId, uint64_t *size)
+    ZOV_NONNULL();
+
+/** Installs the activity callback; FALSE, reported, when monitoring is off or the mutex fails. */
+ZOVBool ZOVOsapiHeap_registerGetActivityFcn(ZOVOsapiHeapGetActivityFunction callback);
+
+/**
+ * The calling thread's context, made when there is none.
+ *
+ * Errors: null when monitoring is off or the context could not be made.
+ * Ownership: the heap's, until ZOVOsapiHeap_deleteConext or the end of monitoring.
+ */
+struct ZOVOsapiHeapContext *ZOVOsapiHeap_getContext(void);
+/**
+ * Saves the calling thread's context and sets its topic and activity; without a context it does
+ * nothing. Both texts are the caller's and must live until the context is restored.
+ */
+void ZOVOsapiHeap_setHeapContext(struct ZOVOsapiHeapContext *savedOut, const char *topic,
+                                 const char *activity) ZOV_NONNULL(1);
+/** Puts a saved context back. */
+void ZOVOsapiHeap_restoreHeapContext(const struct ZOVOsapiHeapContext *saved) ZOV_NONNULL();
+/** Frees the calling thread's context; the thread must not allocate any more. */
+void ZOVOsapiHeap_deleteConext(void);
+
+/** Sets all fields to 0 and null. */
+void ZOVOsapiHeap_resetContext(struct ZOVOsapiHeapContext *context) ZOV_NONNULL();
+/** The same as ZOVOsapiHeap_resetContext. */
+void ZOVOsapiHeap_initializeContext(struct ZOVOsapiHeapContext *context) ZOV_NONNULL();
+/** Copies all fields. */
+void ZOVOsapiHeap_copyContext(struct ZOVOsapiHeapContext *dst,
+                              const struct ZOVOsapiHeapContext *src) ZOV_NONNULL();
+/** Sets all fields to 0 and null. */
+void ZOVOsapiHeapBlockInfo_initialize(struct ZOVOsapiHeapBlockInfo *self) ZOV_NONNULL();
+
+/** Whether all bytes are zero; TRUE for none. */
+ZOVBool ZOVOsapiMemory_isZero(const void *buffer, uint32_t length);
+/**
+ * Writes a hex dump, 16 bytes a line, as debug texts: offset, bytes, printable characters. Each
+ * line starts with the label and a colon unless the label is null.
+ */
+void ZOVOsapiMemory_hexdump(const char *label, const void *buffer, uint32_t length);
 
 ZOV_END_DECLARATIONS
 

@@ -9,15 +9,9 @@ namespace {
 
 constexpr timespec request_for(const ZOVNtpTime *time)
 {
-    if (time == nullptr || time->sec == ZOV_NTP_TIME_SEC_MAX)
+    if (time == nullptr || zov::time::is_infinite(*time))
         return {.tv_sec = ZOV_NTP_TIME_SEC_MAX, .tv_nsec = 0};
-    timespec request = {.tv_sec = time->sec,
-                        .tv_nsec = zov::time::nanoseconds_of_fraction(time->frac)};
-    if (request.tv_nsec >= zov::time::kNanosecondsPerSecond) {
-        request.tv_nsec -= zov::time::kNanosecondsPerSecond;
-        request.tv_sec += 1;
-    }
-    return request;
+    return zov::time::timespec_of(*time);
 }
 
 // A time that is not zero yields the processor: it never turns into a request of zero.
