@@ -1,5 +1,6 @@
 #include "osapi/Log.h"
 #include "osapi/Socket6.h"
+#include "tests/support/Faults.hpp"
 #include "tests/support/LogCapture.hpp"
 
 #include <arpa/inet.h>
@@ -10,67 +11,33 @@
 #include <gtest/gtest.h>
 #include <net/if.h>
 #include <netdb.h>
-#include <string_view>
 #include <sys/ioctl.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace {
 
 using test::Lines;
 
-/** The platform function that fails with EPERM; the doubles below do the real thing otherwise. */
-std::string_view g_failing;
-/** Size that gethostname was given for the name of this host, which it says is localhost. */
+/** Size that gethostname was given for the name of this host, which is said to be localhost. */
 std::size_t g_host_name_size = 0;
 std::vector<int> g_levels;
 
-int fail()
-{
-    errno = EPERM;
-    return -1;
-}
-
-} // namespace
-
-extern "C" int fcntl(int descriptor, int command, ...)
-{
-    va_list arguments;
-    va_start(arguments, command);
-    const long argument = va_arg(arguments, long);
-    va_end(arguments);
-    if (g_failing == "fcntl" && command == F_SETFD)
-        return fail();
-    return static_cast<int>(syscall(SYS_fcntl, descriptor, command, argument));
-}
-
-extern "C" int getsockname(int descriptor, sockaddr *address, socklen_t *length) noexcept
-{
-    if (g_failing == "getsockname")
-        return fail();
-    return static_cast<int>(syscall(SYS_getsockname, descriptor, address, length));
-}
-
-extern "C" int gethostname(char *name, size_t size) noexcept
+int localhost(char *name, std::size_t size)
 {
     g_host_name_size = size;
     std::strcpy(name, "localhost");
-    return g_failing == "gethostname" ? fail() : 0;
+    return 0;
 }
-
-namespace {
 
 std::string failure(const std::string &operation, const char *function, int error = EBADF)
 {
-    char code[16];
-    std::snprintf(code, sizeof code, "%#X", static_cast<unsigned>(error));
-    return operation + ":OS " + function + "() failure, error " + code + ": " +
-           std::strerror(error) + "\n";
+    return test::os_failure(operation, function, error);
 }
 
 template <class Address>
 Address own_address(int descriptor)
 {
+    const test::Aside aside;
     Address address = {};
     socklen_t length = sizeof address;
     EXPECT_EQ(getsockname(descriptor, reinterpret_cast<sockaddr *>(&address), &length), 0);
@@ -107,7 +74,6 @@ protected:
 
     ~Socket() override
     {
-        g_failing = {};
         for (const int descriptor : m_open)
             close(descriptor);
     }
@@ -176,7 +142,7 @@ TEST_F(Socket, CloseOnExecSparesDescriptorZeroAndItsFailureIsAWarning)
     EXPECT_EQ(descriptor, 0);
     EXPECT_EQ(flags, 0);
     expect_reported({});
-    g_failing = "fcntl";
+    const test::Fault fault("fcntl 1");
     open(1);
     expect_reported({failure("ZOVOsapiSocket_create", "fcntl(FD_CLOEXEC)", EPERM)}, 2);
 }
@@ -345,10 +311,9 @@ void verify_bind(int first, int second, in_port_t Address::*port_of, BindOperati
     EXPECT_EQ(std::memcmp(&bound, &address, sizeof address), 0);
     EXPECT_EQ(loopback(second, &address, port), 0) << "in use, and silent";
     EXPECT_EQ(any(second, &address, port), 0);
-    g_failing = "getsockname";
+    const test::Fault fault("getsockname 1");
     EXPECT_EQ(any(second, &address, 0x10000), 0);
     EXPECT_EQ(any(-1, &address, 0), 0);
-    g_failing = {};
 }
 
 TEST_F(Socket, BindGivesThePortOfThePlatform)
@@ -381,6 +346,7 @@ TEST_F(Socket, BindOfIpv6GivesThePortOfThePlatform)
 
 TEST_F(Socket, ResolverGivesFourBytesAndZeroForSuccess)
 {
+    const test::Replacement replaced(test::instead::gethostname, localhost);
     std::array<std::uint8_t, 6> address = {};
     for (const char *name : {"localhost", "127.0.0.1", static_cast<const char *>(nullptr)}) {
         address.fill(0xEE);
@@ -389,10 +355,6 @@ TEST_F(Socket, ResolverGivesFourBytesAndZeroForSuccess)
     }
     EXPECT_EQ(g_host_name_size, 63u);
     expect_reported({});
-
-    g_failing = "gethostname";
-    EXPECT_EQ(ZOVOsapiSocket_getHostByName(&address, nullptr), -1);
-    expect_reported({failure("ZOVOsapiSocket_getHostByName", "gethostname", EPERM)});
 
     // A label of more than 63 characters does not fit into a question: nobody is asked.
     const std::string name(64, 'a');
@@ -497,6 +459,140 @@ TEST_F(Socket, MessagesAreGatheredAndSentOnEverySocketOfAList)
     }
     char data[1];
     EXPECT_EQ(recv(to, data, sizeof data, MSG_DONTWAIT), -1) << "nothing else was sent";
+}
+
+std::string number(std::int32_t result)
+{
+    return std::to_string(result);
+}
+
+int g_socket = -1;
+
+// Each operation as it is, and with each of its platform calls failing.
+TEST(SocketFaults, EveryPlatformFailureIsReported)
+{
+    using test::os_failure;
+    using test::warning;
+    struct
+    {
+        const char *name;
+        std::string (*operation)();
+        const char *clean;
+        test::Faults (*faults)(const std::string &name);
+    } const cases[] = {
+        {"ZOVOsapiSocket_create",
+         []() -> std::string {
+             const int descriptor = ZOVOsapiSocket_create(0);
+             return descriptor >= 0 ? close(descriptor), "descriptor" : "none";
+         },
+         "descriptor",
+         [](const std::string &name) -> test::Faults {
+             return {
+                 {"socket 1", {{"none", {os_failure(name, "socket")}}}},
+                 {"fcntl 1", {{"descriptor", {warning(os_failure(name, "fcntl(FD_CLOEXEC)"))}}}}};
+         }},
+        {"ZOVOsapiSocket_bindWithIP",
+         []() -> std::string {
+             sockaddr_in address = {};
+             const int descriptor = __real_socket(AF_INET, SOCK_DGRAM, 0);
+             const auto port = ZOVOsapiSocket_bindWithIP(descriptor, &address, INADDR_LOOPBACK, 0);
+             close(descriptor);
+             return port != 0 ? "port" : "0";
+         },
+         "port",
+         [](const std::string &name) -> test::Faults {
+             return {{"bind 1", {{"0", {os_failure(name, "bind")}}}},
+                     {"getsockname 1", {{"0", {os_failure(name, "getsockname")}}}}};
+         }},
+        {"ZOVOsapiSocket_getOption",
+         [] {
+             std::int32_t value[2] = {};
+             std::int32_t length = sizeof *value;
+             const auto first = ZOVOsapiSocket_getOption(g_socket, 0x1, &value[0], &length);
+             const auto second = ZOVOsapiSocket_getOption(g_socket, 0x100, &value[1], &length);
+             return number(first) + " " + number(second);
+         },
+         "0 0",
+         [](const std::string &name) -> test::Faults {
+             return {{"getsockopt 1", {{"-1 0", {os_failure(name, "getsockopt")}}}},
+                     {"fcntl 1", {{"0 -1", {os_failure(name, "fcntl")}}}}};
+         }},
+        {"ZOVOsapiSocket46_setOption",
+         [] {
+             const std::int32_t value = 1;
+             return number(ZOVOsapiSocket_setOption(g_socket, 0x1, &value, sizeof value));
+         },
+         "0",
+         [](const std::string &name) -> test::Faults {
+             return {{"setsockopt 1", {{"-1", {os_failure(name, "setsockopt")}}}}};
+         }},
+        {"ZOVOsapiSocket_setBlocking",
+         [] { return number(ZOVOsapiSocket_setBlocking(g_socket, 0)); }, "0",
+         [](const std::string &name) -> test::Faults {
+             return {{"fcntl", {{"-1", {os_failure(name, "fcntl")}}}}};
+         }},
+        {"ZOVOsapiSocket_sendTo",
+         [] {
+             const auto own = own_address<sockaddr_in>(g_socket);
+             return number(ZOVOsapiSocket_sendTo(
+                 g_socket, "hello", 5, reinterpret_cast<const sockaddr *>(&own), sizeof own));
+         },
+         "5",
+         [](const std::string &name) -> test::Faults {
+             return {{"sendto 1", {{"-1", {warning(os_failure(name, "sendto"))}}}}};
+         }},
+        {"ZOVOsapiSocket_recvFrom",
+         [] {
+             const test::Replacement received(
+                 test::instead::recvfrom,
+                 +[](int, void *, std::size_t, int, sockaddr *, socklen_t *) -> ssize_t {
+                     return 5;
+                 });
+             char data[8];
+             return number(ZOVOsapiSocket_recvFrom(g_socket, data, sizeof data, nullptr, nullptr));
+         },
+         "5",
+         [](const std::string &name) -> test::Faults {
+             return {{"recvfrom 1", {{"-1", {os_failure(name, "recvfrom")}}}}};
+         }},
+        {"ZOVOsapiSocket_sendMessageN",
+         [] {
+             auto own = own_address<sockaddr_in>(g_socket);
+             char text[] = "hello";
+             const ZOVOsapiSocketGatherBuffer piece = {5, text};
+             const std::int32_t both[] = {g_socket, g_socket};
+             return number(ZOVOsapiSocket_sendMessageN(
+                 both, 2, &piece, 1, reinterpret_cast<sockaddr *>(&own), sizeof own));
+         },
+         "5",
+         [](const std::string &name) -> test::Faults {
+             // The result is that of the last socket.
+             return {{"sendmsg 1", {{"5", {warning(os_failure(name, "sendmsg"))}}}},
+                     {"sendmsg 2", {{"-1", {warning(os_failure(name, "sendmsg"))}}}}};
+         }},
+        {"ZOVOsapiSocket_getHostByName",
+         [] {
+             const test::Replacement replaced(test::instead::gethostname, localhost);
+             std::uint32_t address = 0;
+             return number(ZOVOsapiSocket_getHostByName(&address, nullptr));
+         },
+         "0",
+         [](const std::string &name) -> test::Faults {
+             return {{"gethostname 1", {{"-1", {os_failure(name, "gethostname")}}}},
+                     {"gethostbyname 1",
+                      {{"-1",
+                        {name + ":resolver gethostbyname() failure, error 0X1: Unknown host, name "
+                                "localhost\n"}}}}};
+         }},
+    };
+    g_socket = ::socket(AF_INET, SOCK_DGRAM, 0);
+    const sockaddr_in loopback = {AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
+    ASSERT_EQ(bind(g_socket, reinterpret_cast<const sockaddr *>(&loopback), sizeof loopback), 0);
+    for (const auto &[name, operation, clean, faults] : cases) {
+        SCOPED_TRACE(name);
+        test::for_each_fault(operation, {clean}, faults(name));
+    }
+    close(g_socket);
 }
 
 } // namespace
