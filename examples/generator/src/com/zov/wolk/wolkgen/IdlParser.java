@@ -13,6 +13,9 @@ final class IdlParser {
         "(?<blank>\\s+|//[^\\n]*|/\\*(?s:.*?)\\*/)"
         + "|(long\\s+double|(unsigned\\s+)?(short|long(\\s+long)?))\\b" // several words, one type
         + "|(::)?" + NAME + "(::" + NAME + ")*|\\d\\w*|/\\*|(?s:.)|\\z");
+    private static final Pattern WHOLE_NAME = Pattern.compile(NAME);
+    private static final Pattern NUMBER = Pattern.compile("[1-9]\\d{0,8}");
+    private static final Pattern BLANKS = Pattern.compile("\\s+");
     private static final Map<String, String> PRIMITIVES = Map.ofEntries(
         entry("short", "std::int16_t"), entry("unsigned short", "std::uint16_t"),
         entry("long", "std::int32_t"), entry("unsigned long", "std::uint32_t"),
@@ -45,7 +48,7 @@ final class IdlParser {
     private void definition() {
         if (accept("module")) {
             String outer = scope;
-            String name = take(NAME, "a name");
+            String name = take(WHOLE_NAME, "a name");
             scope += name + "::";
             body.append("\nnamespace " + name + " {\n");
             for (expect("{"); !accept("}");) {
@@ -91,11 +94,11 @@ final class IdlParser {
         if (!names.add(scope + token)) {
             throw error("'" + token + "' is already declared");
         }
-        return take(NAME, "a name");
+        return take(WHOLE_NAME, "a name");
     }
 
     private String type() {
-        String words = token.replaceAll("\\s+", " ");
+        String words = BLANKS.matcher(token).replaceAll(" ");
         if (PRIMITIVES.containsKey(words)) {
             advance();
             return PRIMITIVES.get(words);
@@ -117,7 +120,7 @@ final class IdlParser {
             if (from.isEmpty()) {
                 throw error("unknown type '" + words + "'");
             }
-            from = from.replaceFirst("\\w*::$", "");
+            from = from.substring(0, from.lastIndexOf(':', from.length() - 3) + 1);
         }
         advance();
         return from + words;
@@ -132,17 +135,19 @@ final class IdlParser {
     }
 
     private String number(String closing) {
-        String number = take("[1-9]\\d{0,8}", "a number from 1 to 999999999");
+        String number = take(NUMBER, "a number from 1 to 999999999");
         expect(closing);
         return number;
     }
 
     private void expect(String expected) {
-        take(Pattern.quote(expected), "'" + expected + "'");
+        if (!accept(expected)) {
+            throw unexpected("'" + expected + "'");
+        }
     }
 
-    private String take(String pattern, String description) {
-        if (!token.matches(pattern)) {
+    private String take(Pattern pattern, String description) {
+        if (!pattern.matcher(token).matches()) {
             throw unexpected(description);
         }
         String taken = token;
