@@ -54,7 +54,7 @@ ZOVBool ZOVOsapi_isEnvVarSetSupported(void);
  *
  * Errors: FALSE, and the buffer is left alone:
  * - "!precondition\n": a null buffer, a smaller one, or neither source given;
- * - "environment variable %s not found\n" at local level, and no file is given;
+ * - "environment variable %s not found\n" at local level; a failure only without a file;
  * - "environment variable %s longer than %d characters\n", with 4095; the file is not tried;
  * - "file %s not found\n";
  * - "error %d reading file %s\n", with the platform's error number, also when the file is there and

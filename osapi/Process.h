@@ -21,7 +21,8 @@ typedef struct ZOVOsapiProcessMemoryInfo ZOVOsapiProcessMemoryInfo;
 /** This process's identifier. */
 int64_t ZOVOsapiProcess_getId(void);
 
-/** Whether there is such a process, whoever owns it; FALSE for 0. */
+/** Whether there is such a process, whoever owns it; FALSE for 0. The identifier is not negative.
+ */
 ZOVBool ZOVOsapiProcess_isAlive(int64_t pid);
 
 /** Always 0 on this platform. */

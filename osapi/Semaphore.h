@@ -81,8 +81,9 @@ void ZOVOsapiSemaphore_delete(struct ZOVOsapiSemaphore *semaphore);
  *
  * @return ZOV_OSAPI_SEMAPHORE_STATUS_OK, or _TIMEOUT, which is not reported.
  *
- * Errors: _ERROR with an OS failure of the pthread function or of "clock_gettime"; also for a busy
- * mutex that is not to be waited for. _ERROR, unreported, for null.
+ * Errors: _ERROR with an OS failure of the pthread function, an unlock included, or of
+ * "clock_gettime"; also for a busy mutex that is not to be waited for. _ERROR, unreported, for
+ * null.
  */
 uint32_t ZOVOsapiSemaphore_take(struct ZOVOsapiSemaphore *semaphore,
                                 const struct ZOVNtpTime *timeout);

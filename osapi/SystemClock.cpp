@@ -57,7 +57,7 @@ ZOVBool ZOVSystemClock_getTime(ZOVClock *, ZOVNtpTime *time)
 
 ZOVBool ZOVSystemClock_getResolution(ZOVClock *, ZOVNtpTime *)
 {
-    return ZOV_FALSE; // Kept: callers take it that a clock knows no better than its readings.
+    return ZOV_FALSE; // Kept: callers take it for "unknown".
 }
 
 ZOVBool ZOVSystemClock_getRequiredCallPeriod(ZOVClock *clock, ZOVNtpTime *period)

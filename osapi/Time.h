@@ -65,7 +65,8 @@ uint64_t ZOVOsapiUtility_gethrtime(void);
 ZOVBool ZOVClock_getTimeOverhead(struct ZOVClock *clock, struct ZOVNtpTime *overhead) ZOV_NONNULL();
 
 /**
- * Measures how many rounds of WOLK_Utility_spin fit into a microsecond. Takes some milliseconds.
+ * Measures how many rounds of the library's busy loop fit into a microsecond. Takes some
+ * milliseconds.
  *
  * Errors: FALSE, reported, when a reading fails or the clock did not advance; spin is left alone.
  */

@@ -36,7 +36,10 @@ constexpr bool is_infinite(const ZOVNtpTime &time)
     return time.sec == ZOV_NTP_TIME_SEC_MAX;
 }
 
-/** Seconds wrap around: a difference is right even where the sum is not. */
+/**
+ * Seconds wrap around: from a deadline past their range the clock can still be subtracted, and what
+ * remains is right.
+ */
 constexpr ZOVNtpTime add(const ZOVNtpTime &a, const ZOVNtpTime &b)
 {
     if (is_infinite(a) || is_infinite(b))

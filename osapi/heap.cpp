@@ -36,6 +36,9 @@ using zov::heap::is_monitoring;
 
 constexpr std::int32_t kMallocAlignment = 16;
 
+// The platform takes a reallocation to nothing for a free.
+constexpr std::uint64_t kSmallestBlock = 1;
+
 /** What one call asks for. */
 struct Request
 {
@@ -151,7 +154,8 @@ void *obtain(const Request &request, std::uint64_t total, void *old, std::ptrdif
         const std::int32_t expected = relaxed_load(GLOBAL_MALLOC_ALIGNMENT);
         total = add_saturated(total,
                               padding_for(request.alignment, static_cast<std::uint64_t>(expected)));
-        void *raw = old == nullptr ? std::calloc(1, total) : std::realloc(old, total);
+        void *raw = old == nullptr ? std::calloc(1, total)
+                                   : std::realloc(old, std::max(total, kSmallestBlock));
         if (raw == nullptr) {
             report_refusal(request);
             return nullptr;

@@ -109,7 +109,8 @@ extern int32_t GLOBAL_MALLOC_ALIGNMENT;
  * Errors: null; the caller's pointer and an old block are as before. Reported as exceptions: "NULL
  * pointer passed as output parameter.", an alignment without a header, a reallocation of another
  * kind of block. Reported as warnings: a size above the data limit, an unreadable limit, and a
- * refusal of the platform ("!malloc %lu bytes\n", then "errno = %d\n").
+ * refusal of the platform ("!malloc %lu bytes\n", then "errno = %d\n"). A block that the platform
+ * refused to grow has lost its record: free it before monitoring ends.
  */
 void *ZOVOsapiHeap_reallocateMemoryInternal(void **pp, uint64_t size, int32_t alignment,
                                             ZOVBool isReallocation, ZOVBool forceHeader,
@@ -119,8 +120,9 @@ void *ZOVOsapiHeap_reallocateMemoryInternal(void **pp, uint64_t size, int32_t al
 /**
  * The operation under all frees.
  *
- * Errors: a header of another kind, which a block has after its free too, is reported as an
- * exception that names both operations, and nothing is freed.
+ * Errors: a header of another kind is reported as an exception that names both operations, and
+ * nothing is freed. Under monitoring a second free is noticed in this way too, for the blocks that
+ * were freed last.
  */
 void ZOVOsapiHeap_freeMemoryInternal(void *pointer, ZOVBool hasHeader, const char *operationName,
                                      uint32_t kind);
@@ -212,8 +214,8 @@ ZOV_MUST_USE void *ZOVOsapiHeap_calloc(uint64_t count, uint64_t size);
 /**
  * Switches monitoring on.
  *
- * Errors: FALSE, reported, and monitoring stays off: blocks are allocated already, no memory, no
- * mutex, no thread-specific storage. Switching it on twice loses the first records.
+ * Errors: FALSE, reported, and monitoring stays as it was: blocks are allocated already, which they
+ * are too while it is on, no memory, no mutex, no thread-specific storage.
  */
 ZOVBool ZOVOsapiHeap_enableMonitoring(void);
 /**

@@ -51,6 +51,8 @@ ZOVBool ZOVOsapiMemory_isZero(const void *buffer, uint32_t length)
 void ZOVOsapiMemory_hexdump(const char *label, const void *buffer, uint32_t length)
 {
     const auto *bytes = static_cast<const unsigned char *>(buffer);
-    for (std::uint32_t offset = 0; offset < length; offset += kBytesPerLine)
-        dump_line(label, offset, bytes + offset, std::min(length - offset, kBytesPerLine));
+    for (std::uint64_t offset = 0; offset < length; offset += kBytesPerLine) {
+        const auto place = static_cast<std::uint32_t>(offset);
+        dump_line(label, place, bytes + offset, std::min(length - place, kBytesPerLine));
+    }
 }

@@ -3,8 +3,10 @@
 #include "tests/support/LogCapture.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <gtest/gtest.h>
+#include <string>
 #include <sys/resource.h>
 
 using test::Lines;
@@ -60,6 +62,7 @@ TEST(Heap, BlocksAreZeroAlignedAndKeepTheirContentsWhenReallocated)
     ASSERT_NE(ZOVOsapiHeap_reallocateArray(&numbers, 100000, int), nullptr);
     EXPECT_EQ(numbers[9], 77);
     std::memset(numbers, 0xFF, 400000);
+    ASSERT_NE(ZOVOsapiHeap_reallocateArray(&numbers, 0, int), nullptr) << "empty is not freed";
     ZOVOsapiHeap_freeArray(numbers);
     ZOVOsapiHeap_freeString(nullptr);
     EXPECT_EQ(capture.lines(), Lines());
@@ -124,6 +127,31 @@ TEST(Heap, LimitIsTheSoftDataLimitAndKindsHaveTheNamesOfTheirOperations)
                   std::string("ZOVOsapiHeap_") + names[i]);
     EXPECT_STREQ(ZOVOsapiHeap_allocKind2FcnName(0x7B9B9B9B), "ZOVOsapiHeap_freeXXX");
     EXPECT_STREQ(ZOVOsapiHeap_allocKind2FcnName(0), "ZOVOsapiHeap_unknownFunction");
+}
+
+TEST(Memory, IsZeroLooksAtEveryByteAndAtNoMore)
+{
+    std::array<char, 101> bytes = {};
+    for (uint32_t length = 0; length <= 100; ++length) {
+        bytes[length] = 1;
+        EXPECT_TRUE(ZOVOsapiMemory_isZero(bytes.data(), length)) << length;
+        EXPECT_FALSE(ZOVOsapiMemory_isZero(bytes.data(), length + 1)) << length;
+        bytes[length] = 0;
+    }
+}
+
+TEST(Memory, HexdumpShowsOffsetsBytesAndCharacters)
+{
+    const LogCapture capture;
+    ZOVOsapiMemory_hexdump("label", "ABCDEFGHIJKLMNOP\x01~\xFF", 19);
+    ZOVOsapiMemory_hexdump(nullptr, "", 1);
+    ZOVOsapiMemory_hexdump("none", "x", 0);
+    const std::string pad(13 * 3, ' ');
+    EXPECT_EQ(capture.lines(),
+              Lines({"label:00000000:  41 42 43 44 45 46 47 48 49 4a 4b 4c 4d 4e 4f 50 "
+                     "|ABCDEFGHIJKLMNOP|\n",
+                     "label:00000010:  01 7e ff" + pad + " |.~.             |\n",
+                     "00000000:  00" + pad + "       |.               |\n"}));
 }
 
 } // namespace
