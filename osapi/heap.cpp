@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <bit>
 #include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <sys/resource.h>
@@ -36,8 +37,10 @@ using zov::heap::is_monitoring;
 
 constexpr std::int32_t kMallocAlignment = 16;
 
-// The platform takes a reallocation to nothing for a free.
+// What the platform is asked for: it takes a reallocation to nothing for a free, and knows no
+// larger block than the largest difference of pointers, which it refuses.
 constexpr std::uint64_t kSmallestBlock = 1;
+constexpr std::uint64_t kLargestBlock = PTRDIFF_MAX;
 
 /** What one call asks for. */
 struct Request
@@ -154,8 +157,8 @@ void *obtain(const Request &request, std::uint64_t total, void *old, std::ptrdif
         const std::int32_t expected = relaxed_load(GLOBAL_MALLOC_ALIGNMENT);
         total = add_saturated(total,
                               padding_for(request.alignment, static_cast<std::uint64_t>(expected)));
-        void *raw = old == nullptr ? std::calloc(1, total)
-                                   : std::realloc(old, std::max(total, kSmallestBlock));
+        const std::uint64_t bytes = std::clamp(total, kSmallestBlock, kLargestBlock);
+        void *raw = old == nullptr ? std::calloc(1, bytes) : std::realloc(old, bytes);
         if (raw == nullptr) {
             report_refusal(request);
             return nullptr;
