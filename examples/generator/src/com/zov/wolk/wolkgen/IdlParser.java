@@ -9,10 +9,12 @@ import java.util.regex.*;
 final class IdlParser {
     private static final String NAME = "[A-Za-z_]\\w*";
     private static final String END = "end of file";
+    private static final int COMMENT = 1; // the groups of a token, behind its blanks
+    private static final int TEXT = 2;
     private static final Pattern TOKEN = Pattern.compile(
-        "(?<blank>\\s+|//[^\\n]*|/\\*(?s:.*?)\\*/)"
-        + "|(long\\s+double|(unsigned\\s+)?(short|long(\\s+long)?))\\b" // several words, one type
-        + "|(::)?" + NAME + "(::" + NAME + ")*|\\d\\w*|/\\*|(?s:.)|\\z");
+        "\\s*+(?:(//[^\\n]*|/\\*(?s:.*?)\\*/)|("
+        + "(?:long\\s+double|(?:unsigned\\s+)?(?:short|long(?:\\s+long)?))\\b" // one type
+        + "|(?:::)?" + NAME + "(?:::" + NAME + ")*|\\d\\w*|/\\*|(?s:.)|\\z))");
     private static final Pattern WHOLE_NAME = Pattern.compile(NAME);
     private static final Pattern NUMBER = Pattern.compile("[1-9]\\d{0,8}");
     private static final Pattern BLANKS = Pattern.compile("\\s+");
@@ -166,8 +168,8 @@ final class IdlParser {
     private void advance() {
         do {
             matcher.find(); // cannot fail: any character is a token, and so is the end
-        } while (matcher.group("blank") != null);
-        token = matcher.group().isEmpty() ? END : matcher.group();
+        } while (matcher.start(COMMENT) >= 0);
+        token = matcher.group(TEXT).isEmpty() ? END : matcher.group(TEXT);
     }
 
     private RuntimeException unexpected(String expected) {
@@ -175,7 +177,7 @@ final class IdlParser {
     }
 
     private RuntimeException error(String message) {
-        String[] lines = source.substring(0, matcher.start()).split("\n", -1);
+        String[] lines = source.substring(0, matcher.start(TEXT)).split("\n", -1);
         int column = lines[lines.length - 1].length() + 1;
         return new IllegalArgumentException(lines.length + ":" + column + ": " + message);
     }
