@@ -11,6 +11,7 @@
 #include <functional>
 #include <gtest/gtest.h>
 #include <semaphore.h>
+#include <span>
 #include <string>
 #include <thread>
 #include <unistd.h>
@@ -360,24 +361,19 @@ TEST(Thread, MapsPrioritiesBothWays)
                               {50, INT32_MIN, INT32_MAX, kRealtime, 0},
                               {3, 7, 7, 0, 7, false},
                               {3, 8, 7, 0, kUntouched, false}};
-    for (const Case &c : to_normal) {
-        std::int32_t out = kUntouched;
-        EXPECT_EQ(
-            ZOVOsapiThread_getNormalPriorityFromNative(&out, c.priority, c.min, c.max, c.options),
-            c.ok);
-        EXPECT_EQ(out, c.result) << c.priority << " to " << c.min << ".." << c.max;
-    }
     const Case to_native[] = {{0, 0, 10, kRealtime, 1},          {10, 0, 10, kRealtime, 99},
                               {5, 0, 10, kRealtime, 50},         {1, 0, 10, kRealtime, 11},
                               {105, 100, 110, kRealtime, 50},    {7, 0, 10, 0, 0},
                               {11, 0, 10, 0, kUntouched, false}, {7, 7, 7, 0, kUntouched, false}};
-    for (const Case &c : to_native) {
-        std::int32_t out = kUntouched;
-        EXPECT_EQ(
-            ZOVOsapiThread_getNativePriorityFromNormal(&out, c.priority, c.min, c.max, c.options),
-            c.ok);
-        EXPECT_EQ(out, c.result) << c.priority << " of " << c.min << ".." << c.max;
-    }
+    const auto check = [](std::span<const Case> cases, const auto &map) {
+        for (const Case &c : cases) {
+            std::int32_t out = kUntouched;
+            EXPECT_EQ(map(&out, c.priority, c.min, c.max, c.options), c.ok);
+            EXPECT_EQ(out, c.result) << c.priority << " in " << c.min << ".." << c.max;
+        }
+    };
+    check(to_normal, ZOVOsapiThread_getNormalPriorityFromNative);
+    check(to_native, ZOVOsapiThread_getNativePriorityFromNormal);
     std::int32_t own = kUntouched;
     EXPECT_TRUE(ZOVOsapiThread_getPriority(&own));
     EXPECT_EQ(own, 0);
