@@ -94,8 +94,15 @@ TEST_F(JvmSearch, LibraryThatDoesNotLoadIsNamedWithTheReason)
     const std::string library = home + "/lib/server/libjvm.so";
     fs::create_directories(home + "/lib/server");
     test::write_file(library, "not a library");
-    const std::string out = host(home).out;
+    std::string out = host(home).out;
     EXPECT_NE(out.substr(0, out.find('\n')).find("(" + library + ": "), std::string::npos) << out;
+    // One that loads and is no VM's.
+    Dl_info libc = {};
+    ASSERT_NE(dladdr(reinterpret_cast<void *>(getppid), &libc), 0);
+    fs::remove(library);
+    fs::create_symlink(fs::canonical(libc.dli_fname), library);
+    out = host(home).out;
+    EXPECT_NE(out.find("undefined symbol: JNI_CreateJavaVM)\n"), std::string::npos) << out;
 }
 
 TEST_F(JvmSearch, InstalledHomesAreTakenInOrder)
