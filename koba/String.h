@@ -1,15 +1,39 @@
 /**
- * Operations on NUL-terminated byte strings.
+ * Operations on NUL-terminated byte strings: comparison, parsing, copies on the heap, tokens,
+ * lists of patterns, the closest name, and whether two filters can both be true.
  *
  * Characters are folded by the C locale's table and compared as signed bytes: a byte of 0x80 or
- * above sorts below every ASCII character. No operation keeps state between calls.
+ * above sorts below every ASCII character.
+ *
+ * Elements of lists and their patterns are looked at in scratch buffers of 256 bytes on the stack:
+ * one of 256 characters or more matches nothing.
+ *
+ * Threads: no operation keeps state between calls.
+ *
+ *     uint16_t port = 0;
+ *     if (!KOBAString_strToUnsignedShort(text, &port))
+ *         usage();
  */
 #ifndef WOLKCORE_KOBA_STRING_H
 #define WOLKCORE_KOBA_STRING_H
 
+#include "koba/fnmatch.h"
 #include "log/Base.h"
 
 ZOV_BEGIN_DECLARATIONS
+
+/** The blanks of one level of indentation: 3. */
+extern const int32_t KOBA_STRING_INDENT_AMOUNT;
+
+/** strcmp. */
+int32_t KOBAString_compare(const char *a, const char *b) ZOV_NONNULL();
+
+/**
+ * Compares without regard to case.
+ *
+ * @return the difference of the upper-case characters where the texts first differ or one ends.
+ */
+int32_t KOBAString_iCompare(const char *a, const char *b) ZOV_NONNULL();
 
 /**
  * Compares at most n characters without regard to case.
@@ -21,6 +45,209 @@ ZOV_BEGIN_DECLARATIONS
  * when equal, negative when `a` sorts first.
  */
 int32_t KOBAString_inCompare(const char *a, const char *b, uint32_t n) ZOV_NONNULL();
+
+/**
+ * Finds a text in another without regard to case.
+ *
+ * @return the first place in `s`, or null; `s` for a null or empty `sub`; null for a null `s`.
+ */
+const char *KOBAString_iFindSubString(const char *s, const char *sub);
+
+/**
+ * Read a number or a truth value, each from the start of a text; what follows a number is ignored.
+ *
+ * @return TRUE, or FALSE with the output as it was: no digit, or a value that does not fit.
+ */
+ZOVBool KOBAString_strToUnsignedShort(const char *s, uint16_t *out) ZOV_NONNULL();
+ZOVBool KOBAString_strToUnsignedLong(const char *s, uint32_t *out) ZOV_NONNULL();
+/** Also hexadecimal behind 0x and octal behind 0; cut to 32 bits. FALSE for a null text. */
+ZOVBool KOBAString_strToLong(const char *s, int32_t *out) ZOV_NONNULL(2);
+/** The whole text, in any case: 1, yes, true; 0, no, false. */
+ZOVBool KOBAString_strToBoolean(const char *s, ZOVBool *out) ZOV_NONNULL();
+
+/**
+ * Tells whether a text has only what numbers are made of: digits, at most one sign, period and
+ * exponent letter, anywhere. An empty text has. "-1e-5" has not: it has two signs.
+ *
+ * @param outIsReal may be null; 1 is joined to it by OR when there is a period or an exponent.
+ */
+ZOVBool KOBAString_isNumeric(const char *s, ZOVBool *outIsReal) ZOV_NONNULL(1);
+
+/** Tells whether a character is white space in the C locale. */
+ZOVBool KOBAString_isspace(int c);
+
+/** Cuts white space off the end; the first character stays, whatever it is. */
+void KOBAString_trimEnd(char *s) ZOV_NONNULL();
+
+/**
+ * Copies a text.
+ *
+ * Errors: null, with the heap's report.
+ * Ownership: the caller's; free it with ZOVOsapiHeap_freeString.
+ */
+ZOV_MUST_USE char *KOBAString_duplicate(const char *s) ZOV_NONNULL();
+
+/**
+ * Makes a heap string a copy of a text that is no part of it; a null text frees it, and makes it
+ * null.
+ *
+ * @return the new string. Null for a null `dst` or `src`.
+ *
+ * Errors: null, with the heap's report; the old string stays.
+ */
+char *KOBAString_replace(char **dst, const char *src);
+
+/**
+ * Finds the end of the first token.
+ *
+ * @return the place behind the delimiter; null when the token is the last one.
+ */
+const char *KOBAString_getToken(int32_t *len, const char *s, char delim) ZOV_NONNULL();
+
+/** The place behind the last delimiter, or null when there is none. */
+const char *KOBAString_getLastToken(const char *s, char delim) ZOV_NONNULL();
+
+/** Counts tokens; a delimiter at the end starts no further one. 0 for a null or empty text. */
+int32_t KOBAString_getTokenCount(const char *s, char delim);
+
+/** Print through the log's debug output: blanks, levels of three blanks, bytes as "0x0A0B". */
+void KOBAString_printSpace(int32_t n);
+void KOBAString_printIndent(int32_t level);
+void KOBAString_printBytes(const void *bytes, int32_t n);
+
+/**
+ * Tells whether a text has one of `[`, `*`, `?`, `!` without a backslash that escapes it.
+ *
+ * Errors: FALSE with "null object\n" for null.
+ */
+ZOVBool KOBAString_isPattern(const char *s);
+
+/** Tells whether each element of a list is a pattern; a null list has no other. */
+ZOVBool KOBAString_hasPatternsOnly(const char *list, char delim);
+
+/**
+ * Matches two texts of which one may be a pattern.
+ *
+ * @return 0 when they match. Two texts give what KOBAString_compare gives; two patterns never match
+ * and give -1.
+ */
+int32_t KOBAString_matchPattern(const char *a, const char *b) ZOV_NONNULL();
+
+/** Matches a text against what may be a pattern: KOBAString_fnmatch, or KOBAString_compare. */
+int32_t KOBAString_matchPattern_withFlags(const char *s, const char *pattern, const uint32_t *flags)
+    ZOV_NONNULL();
+
+/**
+ * Tells whether some text could match both patterns.
+ *
+ * A test of limited depth: segment by segment, and around stars only by how the segments end. When
+ * it finds no common text, there is none.
+ *
+ * @return 0 when there may be one, else 1.
+ */
+int32_t KOBAString_isCommonPattern(const char *p1, const char *p2, const uint32_t *flags)
+    ZOV_NONNULL();
+
+/**
+ * Tell whether an element of one list and an element of the other go together: as
+ * KOBAString_matchPattern, KOBAString_matchPattern_withFlags, KOBAString_compare and
+ * KOBAString_isCommonPattern say, which give 0 then.
+ *
+ * A single quote at the start of a list and at the end of an element is left out.
+ */
+ZOVBool KOBAString_hasMatchingElement(const char *list1, const char *list2, char delim)
+    ZOV_NONNULL();
+ZOVBool KOBAString_hasMatchingElementX(const char *list1, const char *list2, char delim,
+                                       const uint32_t *flags) ZOV_NONNULL();
+ZOVBool KOBAString_hasCommonElement(const char *list1, const char *list2, char delim) ZOV_NONNULL();
+ZOVBool KOBAString_hasIntersectingPattern(const char *list1, const char *list2, char delim,
+                                          const uint32_t *flags) ZOV_NONNULL();
+
+/**
+ * Finds the candidate with the least edit distance from a name; the first of equals.
+ *
+ * @param bestIndex    may be null.
+ * @param bestDistance may be null.
+ * @param candidates   ends with an empty text. Without any the outputs stay as they are.
+ *
+ * @return TRUE when a candidate equals the name.
+ *
+ * Errors: FALSE with "!error allocating memory\n"; the outputs then tell the best so far.
+ */
+ZOVBool KOBAString_validateName(int32_t *bestIndex, int32_t *bestDistance, const char *name,
+                                const char *const *candidates, ZOVBool caseSensitive)
+    ZOV_NONNULL(3, 4);
+
+#define KOBA_SQL_OPERATOR_EQUAL 0
+#define KOBA_SQL_OPERATOR_NOT_EQUAL 1
+#define KOBA_SQL_OPERATOR_GREATER 2
+#define KOBA_SQL_OPERATOR_LESS 3
+#define KOBA_SQL_OPERATOR_GREATER_OR_EQUAL 4
+#define KOBA_SQL_OPERATOR_LESS_OR_EQUAL 5
+#define KOBA_SQL_OPERATOR_BETWEEN 6
+#define KOBA_SQL_OPERATOR_MATCH 7
+
+/** One comparison of a filter. A filter is branches joined by OR, a branch terms joined by AND. */
+struct KOBASQLExpressionTerm
+{
+    char *field;
+    int32_t operatorCode;   /**< KOBA_SQL_OPERATOR_... */
+    char *value;            /**< of BETWEEN the lower bound */
+    char *upperValue;       /**< of BETWEEN, else null */
+    ZOVBool textIsBorrowed; /**< the texts belong to the term that this one is a copy of */
+    struct KOBASQLExpressionTerm *nextTerm;   /**< of the same branch */
+    struct KOBASQLExpressionTerm *nextBranch; /**< set in the first term of a branch */
+};
+typedef struct KOBASQLExpressionTerm KOBASQLExpressionTerm;
+
+/**
+ * Reads a filter: terms `field operator value` joined by AND, OR and parentheses, for example
+ * "(price > 10 OR price <= 2) AND name MATCH 'a*,b*'".
+ *
+ * Operators are = <> > < >= <= BETWEEN (low AND high) and MATCH; words in any case. White space
+ * between tokens is free. A value may stand in single quotes, which are not part of it, and then
+ * hold blanks and parentheses; two single quotes in it stand for one. `%n` as a value stands for
+ * the n-th parameter, from 0. Parentheses nest 32 deep, and distributing AND over OR makes at most
+ * 4096 terms.
+ *
+ * @param tree   receives the first term of the first branch.
+ * @param delim  separates the parameters.
+ * @param params a list of parameters; null when the filter may have none.
+ *
+ * Errors: FALSE with an exception that says what is wrong with the text, or the heap's report; the
+ * output stays as it was.
+ * Ownership: the caller's; free the tree with KOBAString_freeSQLExpressionTree.
+ */
+ZOVBool KOBAString_parseSQLExpression(struct KOBASQLExpressionTerm **tree, const char *text,
+                                      char delim, const char *params) ZOV_NONNULL(1, 2);
+
+/** Frees a filter; null is ignored. */
+void KOBAString_freeSQLExpressionTree(struct KOBASQLExpressionTerm *tree);
+
+/**
+ * Tells whether a number could satisfy two terms.
+ *
+ * TRUE when a value is not numeric. Whole numbers are treated as others are: `> 5` and `< 6` meet.
+ *
+ * Errors: TRUE, with an exception, for a term that is a MATCH.
+ */
+ZOVBool KOBAString_isSQLNumericRelationshipIntersect(const struct KOBASQLExpressionTerm *t1,
+                                                     const struct KOBASQLExpressionTerm *t2)
+    ZOV_NONNULL();
+
+/**
+ * Tells whether two filters could both be true.
+ *
+ * Only terms on one field are held against each other: numbers as intervals, and MATCH lists as
+ * KOBAString_hasIntersectingPattern does, without escapes and with `/` as separator.
+ *
+ * @param params parameters of the second filter; the first has none.
+ *
+ * @return FALSE only when they provably cannot. TRUE, after its report, for a filter that cannot be
+ * read.
+ */
+ZOVBool KOBAString_hasIntersectingFilter(const char *f1, const char *f2, char delim,
+                                         const char *params) ZOV_NONNULL(1, 2);
 
 ZOV_END_DECLARATIONS
 

@@ -11,6 +11,12 @@ constexpr int to_upper(char c)
     return value >= 'a' && value <= 'z' ? value - ('a' - 'A') : value;
 }
 
+constexpr int to_lower(char c)
+{
+    const int value = static_cast<signed char>(c);
+    return value >= 'A' && value <= 'Z' ? value + ('a' - 'A') : value;
+}
+
 } // namespace koba
 
 #endif

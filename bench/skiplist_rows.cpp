@@ -1,0 +1,6 @@
+#include "bench/Rows.hpp"
+
+std::span<const bench::Row> bench::skiplist_rows()
+{
+    return {};
+}

@@ -1,0 +1,43 @@
+/** What skiplists that share their nodes' memory have in common: allocator, levels. */
+#ifndef WOLKCORE_KOBA_SKIPLIST_DESCRIPTION_H
+#define WOLKCORE_KOBA_SKIPLIST_DESCRIPTION_H
+
+#include "log/Base.h"
+
+ZOV_BEGIN_DECLARATIONS
+
+struct KOBASkiplistNode;
+
+/** Memory for a node of a level, KOBA_SKIPLIST_NODE_SIZE(level) bytes, aligned to 8; null if none.
+ */
+typedef struct KOBASkiplistNode *(*KOBASkiplistCreateNodeFcn)(int32_t level, void *parameter);
+/** Takes a node's memory back. */
+typedef void (*KOBASkiplistDestroyNodeFcn)(void *parameter, struct KOBASkiplistNode *node);
+/** Chooses the level of a new node, 0 to maximumLevel; a higher one is cut to that. */
+typedef int32_t (*KOBASkiplistLevelFcn)(void *parameter, int32_t maximumLevel, uint32_t nodeCount);
+
+/** Shared by its lists, and outlives them. */
+struct KOBASkiplistDescription
+{
+    KOBASkiplistCreateNodeFcn createNode;
+    void *createParameter;
+    KOBASkiplistDestroyNodeFcn destroyNode;
+    void *destroyParameter;
+    KOBASkiplistLevelFcn level; /**< null: KOBASkiplist_binaryDistribution */
+    void *levelParameter;
+    int8_t maximumLevel; /**< the highest level that a node may have */
+};
+typedef struct KOBASkiplistDescription KOBASkiplistDescription;
+
+/** Fills a description; a maximum level is 0 to 31. Owns nothing. */
+void KOBASkiplistDescription_init(struct KOBASkiplistDescription *desc, int8_t maxLevel,
+                                  KOBASkiplistCreateNodeFcn create, void *createParam,
+                                  KOBASkiplistDestroyNodeFcn destroy, void *destroyParam,
+                                  KOBASkiplistLevelFcn levelFn, void *levelParam) ZOV_NONNULL(1);
+
+int32_t KOBASkiplistDescription_getMaximumLevel(const struct KOBASkiplistDescription *desc)
+    ZOV_NONNULL();
+
+ZOV_END_DECLARATIONS
+
+#endif
