@@ -50,6 +50,23 @@ extern const DDS_Long DDS_AUTO_MAX_TOTAL_INSTANCES; /**< 0 */
 void DDS_Duration_to_ntp_time(const struct DDS_Duration_t *duration, struct ZOVNtpTime *time_out)
     ZOV_NONNULL();
 
+/**
+ * Turns a time into a duration.
+ *
+ * Null and seconds of 0x7FFFFFFF become the infinite duration, {-1, 0} the automatic one.
+ * Nanoseconds are rounded up, so that a duration survives the way to a time and back.
+ */
+void DDS_Duration_from_ntp_time(struct DDS_Duration_t *duration_out, const struct ZOVNtpTime *time)
+    ZOV_NONNULL(1);
+
+/**
+ * Compares two durations field by field as they stand; infinite ones are equal and the greatest.
+ *
+ * @return -1, 0 or 1.
+ */
+DDS_Long DDS_Duration_compare(const struct DDS_Duration_t *left, const struct DDS_Duration_t *right)
+    ZOV_NONNULL();
+
 ZOV_END_DECLARATIONS
 
 #endif

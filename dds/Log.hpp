@@ -1,0 +1,32 @@
+/** How the sources of the DDS layer report. */
+#ifndef WOLKCORE_DDS_LOG_HPP
+#define WOLKCORE_DDS_LOG_HPP
+
+#include "dds/Log.h"
+#include "log/Log.hpp"
+
+namespace zov::log::format {
+#define MSG(INDEX, NAME, FORMAT) inline constexpr char NAME[] = FORMAT;
+#include "dds/Log_normal.msg"
+#undef MSG
+} // namespace zov::log::format
+
+namespace dds {
+
+inline constexpr std::uint32_t kSubmoduleSequence = DDS_LOG_SUBMODULE_SEQUENCE;
+inline constexpr std::uint32_t kSubmoduleString = DDS_LOG_SUBMODULE_STRING;
+inline constexpr std::uint32_t kSubmoduleSettings = DDS_LOG_SUBMODULE_SETTINGS;
+inline constexpr std::uint32_t kSubmoduleAllocationParams = DDS_LOG_SUBMODULE_ALLOCATION_PARAMS;
+inline constexpr std::uint32_t kSubmoduleThread = DDS_LOG_SUBMODULE_THREAD;
+inline constexpr std::uint32_t kSubmoduleXml = DDS_LOG_SUBMODULE_XML;
+
+} // namespace dds
+
+/** Reports a message of the DDS layer under the name of another operation. */
+#define DDS_LOG_AS(LEVEL, SUBMODULE, CONTEXT, ...)                                                 \
+    ZOV_LOG(DDSLog, ::zov::log::announce, LEVEL, ::dds::SUBMODULE, CONTEXT, __VA_ARGS__)
+
+/** Reports a message of the DDS layer: DDS_LOG(Exception, kSubmoduleString, MESSAGE, ...). */
+#define DDS_LOG(LEVEL, SUBMODULE, ...) DDS_LOG_AS(LEVEL, SUBMODULE, __func__, __VA_ARGS__)
+
+#endif
