@@ -67,6 +67,12 @@ void DDS_Duration_from_ntp_time(struct DDS_Duration_t *duration_out, const struc
 DDS_Long DDS_Duration_compare(const struct DDS_Duration_t *left, const struct DDS_Duration_t *right)
     ZOV_NONNULL();
 
+struct ZOVXMLSaveContext;
+
+/** Writes an element with the elements sec and nanosec; infinite fields by their names. */
+void DDS_Duration_save(const char *tag_name, const struct DDS_Duration_t *duration,
+                       struct ZOVXMLSaveContext *save_context) ZOV_NONNULL();
+
 ZOV_END_DECLARATIONS
 
 #endif

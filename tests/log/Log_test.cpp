@@ -4,6 +4,7 @@
 #include "log/Log.h"
 #include "osapi/Log.hpp"
 #include "tests/support/LogCapture.hpp"
+#include "xml/Log.h"
 
 #include <cerrno>
 #include <gtest/gtest.h>
@@ -182,9 +183,9 @@ struct Module
 TEST(Log, MasksOfEachModule)
 {
     const LogCapture restore;
-    const Module modules[] = {MODULE(QUILLONLog, 0xFFFF), MODULE(DDSLog, 0xFFFFFF),
-                              MODULE(KOBALog, 0xFFFF), MODULE(ZOVClockLog, 0xFFFF),
-                              MODULE(ZOVOsapiLog, 0xFFFF)};
+    const Module modules[] = {MODULE(QUILLONLog, 0xFFFF),  MODULE(DDSLog, 0xFFFFFF),
+                              MODULE(KOBALog, 0xFFFF),     MODULE(ZOVClockLog, 0xFFFF),
+                              MODULE(ZOVOsapiLog, 0xFFFF), MODULE(ZOVXMLLog, 0xFFFF)};
     const std::pair<int32_t, uint32_t> levels_of_verbosity[] = {
         {-1, 0x0}, {-77, 0x0}, {0, 0x1}, {1, 0x3},         {2, 0x7},
         {3, 0xF},  {4, 0x1F},  {31, 0},  {30, 0x7FFFFFFF}, {32, 0x1}};
@@ -249,6 +250,7 @@ const Entry kCatalog[] = {
 #include "launcher/Log_normal.msg"
 #include "log/Log_normal.msg"
 #include "osapi/Log_normal.msg"
+#include "xml/Log_normal.msg"
 };
 #undef MSG
 
@@ -272,9 +274,9 @@ TEST(Catalogs, CodesAreUniqueAndNamesTellTheArguments)
         {"QUILLON_LOG_QUILLON_CONNECTION_TIMEOUT_dXs", "dds"},
     };
     // Entries of a catalog: an index at or beyond it is out of range.
-    const std::map<uint32_t, uint32_t> sizes = {{0x000, 49}, {0x021, 12},  {0x022, 7},
-                                                {0x024, 9},  {0x026, 9},   {0x030, 4},
-                                                {0x034, 2},  {0x0F0, 120}, {0x112, 11}};
+    const std::map<uint32_t, uint32_t> sizes = {{0x000, 49}, {0x021, 12}, {0x022, 7}, {0x024, 9},
+                                                {0x026, 9},  {0x030, 4},  {0x034, 2}, {0x0F0, 120},
+                                                {0x112, 11}, {0x1B1, 18}};
     std::set<uint32_t> codes;
     for (const Entry &entry : kCatalog) {
         SCOPED_TRACE(entry.name);

@@ -4,6 +4,7 @@
 #include "koba/Log.h"
 #include "osapi/Log.h"
 #include "tests/support/Faults.hpp"
+#include "xml/Log.h"
 
 #include <array>
 #include <mutex>
@@ -33,6 +34,7 @@ const std::array kModules = {
     Masks{&ZOVOsapiLog_g_submoduleMask, &ZOVOsapiLog_g_instrumentationMask},
     Masks{&ZOVClockLog_g_submoduleMask, &ZOVClockLog_g_instrumentationMask},
     Masks{&KOBALog_g_submoduleMask, &KOBALog_g_instrumentationMask},
+    Masks{&ZOVXMLLog_g_submoduleMask, &ZOVXMLLog_g_instrumentationMask},
     Masks{&DDSLog_g_submoduleMask, &DDSLog_g_instrumentationMask},
 };
 
