@@ -1,4 +1,4 @@
-/** Waiting. */
+/** Waiting: asleep, or at work. */
 #ifndef WOLKCORE_DDS_UTILITY_H
 #define WOLKCORE_DDS_UTILITY_H
 
@@ -8,6 +8,16 @@ ZOV_BEGIN_DECLARATIONS
 
 /** Blocks the calling thread for a duration, as ZOVOsapiThread_sleep does for its time. */
 void WOLK_Utility_sleep(const struct DDS_Duration_t *duration) ZOV_NONNULL();
+
+/** Keeps the calling thread busy for a number of rounds. */
+void WOLK_Utility_spin(DDS_UnsignedLongLong count);
+
+/**
+ * Measures how many of these rounds this machine does in a microsecond.
+ *
+ * Errors: 0 with "!create clock\n" or the report of ZOVClock_getSpinPerMicrosecond.
+ */
+DDS_UnsignedLongLong WOLK_Utility_get_spin_per_microsecond(void);
 
 ZOV_END_DECLARATIONS
 

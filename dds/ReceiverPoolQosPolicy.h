@@ -1,0 +1,79 @@
+/** The threads and buffers that receive. */
+#ifndef WOLKCORE_DDS_RECEIVER_POOL_QOS_POLICY_H
+#define WOLKCORE_DDS_RECEIVER_POOL_QOS_POLICY_H
+
+#include "dds/ThreadSettings.h"
+
+ZOV_BEGIN_DECLARATIONS
+
+struct DDS_ReceiverPoolQosPolicy
+{
+    struct DDS_ThreadSettings_t thread;
+    DDS_Long initial_receive_threads;
+    DDS_Long max_receive_threads; /**< -1: no limit */
+    DDS_Long buffer_size;         /**< in bytes; -2: the system's choice */
+    DDS_Long buffer_alignment;    /**< in bytes, a power of two up to 1024 */
+    DDS_Boolean flag;             /**< the inverse of the lower layer's first flag */
+};
+typedef struct DDS_ReceiverPoolQosPolicy DDS_ReceiverPoolQosPolicy;
+
+/** What the lower layer creates its receive threads from. */
+struct DDS_ReceiverPoolFacadeProperty
+{
+    DDS_UnsignedLong flags; /**< only bit 0 is this record's */
+    DDS_UnsignedLong mask;
+    DDS_Long priority;
+    DDS_Long stack_size;
+    struct ZOVOsapiCpuBitmap cpu_bitmap;
+    DDS_Long buffer_size;
+    DDS_Long buffer_alignment;
+    DDS_Long initial_receive_threads;
+    DDS_Long max_receive_threads;
+    DDS_Long fifth; /**< always -1 */
+};
+typedef struct DDS_ReceiverPoolFacadeProperty DDS_ReceiverPoolFacadeProperty;
+
+/** Writes the defaults, over whatever there is, with no thread option. */
+void DDS_ReceiverPoolQosPolicy_initialize(struct DDS_ReceiverPoolQosPolicy *self) ZOV_NONNULL();
+/** Gives an initialised record the defaults, with the thread options 3; frees its list of CPUs. */
+void DDS_ReceiverPoolQosPolicy_get_default(struct DDS_ReceiverPoolQosPolicy *out) ZOV_NONNULL();
+/** Frees the list of CPUs. Errors: those of DDS_ThreadSettings_t_finalize. */
+void DDS_ReceiverPoolQosPolicy_finalize(struct DDS_ReceiverPoolQosPolicy *self) ZOV_NONNULL();
+/** Field by field. Two nulls are equal, one is equal to nothing. */
+DDS_Boolean DDS_ReceiverPoolQosPolicy_equals(const struct DDS_ReceiverPoolQosPolicy *left,
+                                             const struct DDS_ReceiverPoolQosPolicy *right);
+/**
+ * Copies all fields; the list of CPUs keeps its own buffer.
+ *
+ * @return self.
+ *
+ * Errors: null with "bad parameter: self\n", "bad parameter: src\n" or "!copy thread_settings\n".
+ */
+struct DDS_ReceiverPoolQosPolicy *
+DDS_ReceiverPoolQosPolicy_copy(struct DDS_ReceiverPoolQosPolicy *self,
+                               const struct DDS_ReceiverPoolQosPolicy *src);
+/**
+ * Writes the element receiver_pool with thread, buffer_size and buffer_alignment; nothing when the
+ * context has an error.
+ */
+void DDS_ReceiverPoolQosPolicy_save(const struct DDS_ReceiverPoolQosPolicy *self,
+                                    const char *tag_name_ignored,
+                                    struct ZOVXMLSaveContext *save_context) ZOV_NONNULL(1, 3);
+/**
+ * Tells whether the fields are in their ranges and go together.
+ *
+ * Errors: FALSE with "inconsistent policy: ...\n" or "inconsistent policies: ...\n" and the fields.
+ */
+DDS_Boolean DDS_ReceiverPoolQosPolicy_is_consistentI(const struct DDS_ReceiverPoolQosPolicy *self)
+    ZOV_NONNULL();
+/** Copy the fields to and from the lower layer's property. Errors: those of the lists of CPUs. */
+void DDS_ReceiverPoolQosPolicy_to_facade_property(const struct DDS_ReceiverPoolQosPolicy *self,
+                                                  struct DDS_ReceiverPoolFacadeProperty *property)
+    ZOV_NONNULL();
+void DDS_ReceiverPoolQosPolicy_from_facade_property(
+    struct DDS_ReceiverPoolQosPolicy *self, const struct DDS_ReceiverPoolFacadeProperty *property)
+    ZOV_NONNULL();
+
+ZOV_END_DECLARATIONS
+
+#endif
