@@ -9,12 +9,16 @@
 
 #include "xml/Infrastructure.h"
 
+#include <initializer_list>
 #include <string_view>
 
 namespace zov::xml {
 
-/** Writes one piece of text. */
-void append(ZOVXMLSaveContext &context, std::string_view text);
+/** Writes the parts of one piece. */
+void append(ZOVXMLSaveContext &context, std::initializer_list<std::string_view> piece);
+
+/** Writes a text each of whose characters is a piece. */
+void append_characters(ZOVXMLSaveContext &context, std::string_view text);
 
 /** Adds the bytes of a piece to the length; too many for the count set it and the error flag. */
 void count(ZOVXMLSaveContext &context, std::uint64_t bytes);
