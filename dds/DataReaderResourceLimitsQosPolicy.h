@@ -9,37 +9,37 @@ ZOV_BEGIN_DECLARATIONS
 
 struct ZOVXMLSaveContext;
 
-/* The fields in their order: FIELD(type, name, default). */
+/* The fields in their order: FIELD(type, name, default, what it is saved as). */
 #define DDS_DATA_READER_RESOURCE_LIMITS_FIELDS(FIELD)                                              \
-    FIELD(DDS_Long, max_remote_writers, -1)                                                        \
-    FIELD(DDS_Long, max_remote_writers_per_instance, -1)                                           \
-    FIELD(DDS_Long, max_samples_per_remote_writer, -1)                                             \
-    FIELD(DDS_Long, max_infos, -1)                                                                 \
-    FIELD(DDS_Long, initial_remote_writers, 2)                                                     \
-    FIELD(DDS_Long, initial_remote_writers_per_instance, 2)                                        \
-    FIELD(DDS_Long, initial_infos, 32)                                                             \
-    FIELD(DDS_Long, initial_outstanding_reads, 2)                                                  \
-    FIELD(DDS_Long, max_outstanding_reads, -1)                                                     \
-    FIELD(DDS_Long, max_samples_per_read, 1024)                                                    \
-    FIELD(DDS_Boolean, disable_fragmentation_support, 0)                                           \
-    FIELD(DDS_Long, max_fragmented_samples, 1024)                                                  \
-    FIELD(DDS_Long, initial_fragmented_samples, 4)                                                 \
-    FIELD(DDS_Long, max_fragmented_samples_per_remote_writer, 256)                                 \
-    FIELD(DDS_Long, max_fragments_per_sample, -1)                                                  \
-    FIELD(DDS_Boolean, dynamically_allocate_fragmented_samples, 1)                                 \
-    FIELD(DDS_Long, max_total_instances, 0)                                                        \
-    FIELD(DDS_Long, max_remote_virtual_writers, -1)                                                \
-    FIELD(DDS_Long, initial_remote_virtual_writers, 2)                                             \
-    FIELD(DDS_Long, max_remote_virtual_writers_per_instance, -1)                                   \
-    FIELD(DDS_Long, initial_remote_virtual_writers_per_instance, 2)                                \
-    FIELD(DDS_Long, max_remote_writers_per_sample, 3)                                              \
-    FIELD(DDS_Long, max_query_condition_filters, 4)                                                \
-    FIELD(DDS_Long, max_app_ack_response_length, 0)                                                \
-    FIELD(DDS_Boolean, keep_minimum_state_for_instances, 1)                                        \
-    FIELD(DDS_Long, initial_topic_queries, 1)                                                      \
-    FIELD(DDS_Long, max_topic_queries, -1)
+    FIELD(DDS_Long, max_remote_writers, -1, length)                                                \
+    FIELD(DDS_Long, max_remote_writers_per_instance, -1, length)                                   \
+    FIELD(DDS_Long, max_samples_per_remote_writer, -1, length)                                     \
+    FIELD(DDS_Long, max_infos, -1, length)                                                         \
+    FIELD(DDS_Long, initial_remote_writers, 2, long)                                               \
+    FIELD(DDS_Long, initial_remote_writers_per_instance, 2, long)                                  \
+    FIELD(DDS_Long, initial_infos, 32, long)                                                       \
+    FIELD(DDS_Long, initial_outstanding_reads, 2, long)                                            \
+    FIELD(DDS_Long, max_outstanding_reads, -1, length)                                             \
+    FIELD(DDS_Long, max_samples_per_read, 1024, long)                                              \
+    FIELD(DDS_Boolean, disable_fragmentation_support, 0, flag)                                     \
+    FIELD(DDS_Long, max_fragmented_samples, 1024, long)                                            \
+    FIELD(DDS_Long, initial_fragmented_samples, 4, long)                                           \
+    FIELD(DDS_Long, max_fragmented_samples_per_remote_writer, 256, long)                           \
+    FIELD(DDS_Long, max_fragments_per_sample, -1, length)                                          \
+    FIELD(DDS_Boolean, dynamically_allocate_fragmented_samples, 1, flag)                           \
+    FIELD(DDS_Long, max_total_instances, 0, instances)                                             \
+    FIELD(DDS_Long, max_remote_virtual_writers, -1, length)                                        \
+    FIELD(DDS_Long, initial_remote_virtual_writers, 2, long)                                       \
+    FIELD(DDS_Long, max_remote_virtual_writers_per_instance, -1, length)                           \
+    FIELD(DDS_Long, initial_remote_virtual_writers_per_instance, 2, long)                          \
+    FIELD(DDS_Long, max_remote_writers_per_sample, 3, nothing)                                     \
+    FIELD(DDS_Long, max_query_condition_filters, 4, long)                                          \
+    FIELD(DDS_Long, max_app_ack_response_length, 0, long)                                          \
+    FIELD(DDS_Boolean, keep_minimum_state_for_instances, 1, flag)                                  \
+    FIELD(DDS_Long, initial_topic_queries, 1, long)                                                \
+    FIELD(DDS_Long, max_topic_queries, -1, length)
 
-#define FIELD(TYPE, NAME, DEFAULT) TYPE NAME;
+#define FIELD(TYPE, NAME, DEFAULT, SAVED) TYPE NAME;
 struct DDS_DataReaderResourceLimitsQosPolicy
 {
     DDS_DATA_READER_RESOURCE_LIMITS_FIELDS(FIELD)
