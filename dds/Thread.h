@@ -116,8 +116,8 @@ void WOLK_StackManagedThreadFactory_print_threads_stack_summary(
  *
  * Errors: null with "bad parameter: stack_size\n" for a negative one, with "!!create stack from
  * WOLK_ThreadStackAllocator\n"; or with what failed, "!init WOLK_StackManagedThread object\n" and
- * "!initialize WOLK_StackManagedThread\n", and the stack is not given back. Ownership: the
- * factory's until WOLK_StackManagedThreadFactory_deleteThread.
+ * "!initialize WOLK_StackManagedThread\n", and the stack is not given back.
+ * Ownership: the factory's until WOLK_StackManagedThreadFactory_deleteThread.
  */
 struct WOLK_StackManagedThread *
 WOLK_StackManagedThreadFactory_createThread(void *factory, const char *name,
