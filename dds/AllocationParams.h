@@ -1,4 +1,8 @@
-/** How a sequence obtains and releases its elements; kept, copied and compared, acted on by none.
+/**
+ * How a sequence obtains and releases its elements: flags that are kept, copied and compared, and
+ * that nothing acts on.
+ *
+ * Threads: the operations touch only their arguments.
  */
 #ifndef WOLKCORE_DDS_ALLOCATION_PARAMS_H
 #define WOLKCORE_DDS_ALLOCATION_PARAMS_H

@@ -50,3 +50,25 @@ void DDS_Duration_to_ntp_time(const DDS_Duration_t *duration, ZOVNtpTime *time_o
     // Kept: overflown seconds leave the fraction to the nanoseconds.
     time_out->frac = fraction_of_nanoseconds(duration->nanosec % kNanosecondsPerSecond);
 }
+
+void DDS_Duration_from_ntp_time(DDS_Duration_t *duration_out, const ZOVNtpTime *time)
+{
+    if (time == nullptr || zov::time::is_infinite(*time)) {
+        *duration_out = DDS_DURATION_INFINITE;
+        return;
+    }
+    const timespec carried = zov::time::timespec_of(*time);
+    *duration_out = {static_cast<DDS_Long>(carried.tv_sec),
+                     static_cast<DDS_UnsignedLong>(carried.tv_nsec)};
+}
+
+DDS_Long DDS_Duration_compare(const DDS_Duration_t *left, const DDS_Duration_t *right)
+{
+    const DDS_Duration_t a = is_infinite(*left) ? DDS_DURATION_INFINITE : *left;
+    const DDS_Duration_t b = is_infinite(*right) ? DDS_DURATION_INFINITE : *right;
+    if (a.sec != b.sec)
+        return a.sec < b.sec ? -1 : 1;
+    if (a.nanosec != b.nanosec)
+        return a.nanosec < b.nanosec ? -1 : 1;
+    return 0;
+}

@@ -60,8 +60,9 @@ DDS_Boolean DDS_StringSeq_from_string_array(struct DDS_StringSeq *self, const ch
  * A loaned sequence gets the tokens written over the strings that its slots hold, which the lender
  * has made large enough.
  *
- * Errors: DDS_RETCODE_OUT_OF_RESOURCES, with "!set length of sequence for ...\n" or "out of
- * resources: heapToken\n" for a token of 4096 characters or more; what was converted stays.
+ * Errors: DDS_RETCODE_BAD_PARAMETER for a null sequence; DDS_RETCODE_OUT_OF_RESOURCES, with "!set
+ * length of sequence for ...\n", "out of resources: heapToken\n" for a token of 4096 characters or
+ * more, or "!copy string\n"; what was converted stays.
  */
 DDS_ReturnCode_t DDS_StringSeq_from_delimited_string(struct DDS_StringSeq *self, const char *text,
                                                      char delimiter);
@@ -82,7 +83,8 @@ DDS_ReturnCode_t DDS_StringSeq_from_environment_variable_or_file(struct DDS_Stri
                                                                  char delimiter, char flag);
 
 /**
- * Joins the elements into a buffer; one byte more than the text and its terminator is asked for.
+ * Joins the elements into a buffer of a size in bytes: that of the text and its terminator, and one
+ * more. The text of no elements is empty, and one byte is enough for it.
  *
  * Errors, with an empty text in the buffer: DDS_RETCODE_BAD_PARAMETER with "bad parameter: NULL
  * string\n"; DDS_RETCODE_OUT_OF_RESOURCES with "insufficient space: ...\n".
@@ -95,13 +97,13 @@ DDS_ReturnCode_t DDS_StringSeq_to_delimited_string(const struct DDS_StringSeq *s
  *
  * @param size_out the bytes that were allocated.
  *
- * Errors: those of DDS_StringSeq_to_delimited_string, then "!set string value\n" and a null text;
+ * Errors, with a null text: those of DDS_StringSeq_to_delimited_string, then "!set string value\n";
  * DDS_RETCODE_OUT_OF_RESOURCES with "no space on heap for array ...\n".
  * Ownership: the caller's; free the text with ZOVOsapiHeap_freeArray.
  */
 DDS_ReturnCode_t DDS_StringSeq_to_delimited_string_w_alloc(const struct DDS_StringSeq *self,
                                                            char **text_out, DDS_Long *size_out,
-                                                           char delimiter) ZOV_NONNULL();
+                                                           char delimiter) ZOV_NONNULL(2, 3);
 
 ZOV_END_DECLARATIONS
 
