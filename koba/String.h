@@ -5,8 +5,9 @@
  * Characters are folded by the C locale's table and compared as signed bytes: a byte of 0x80 or
  * above sorts below every ASCII character.
  *
- * Elements of lists and their patterns are looked at in scratch buffers of 256 bytes on the stack:
- * one of 256 characters or more matches nothing.
+ * A list has at least one element, which may be empty; a delimiter at its end starts no further
+ * one. Elements are looked at in scratch buffers of 256 bytes on the stack: one of 256 characters
+ * or more matches nothing, and is no pattern.
  *
  * Threads: no operation keeps state between calls.
  *
@@ -55,6 +56,8 @@ const char *KOBAString_iFindSubString(const char *s, const char *sub);
 
 /**
  * Read a number or a truth value, each from the start of a text; what follows a number is ignored.
+ *
+ * The short form looks at the low 32 bits of the number alone: 4294967297 gives 1.
  *
  * @return TRUE, or FALSE with the output as it was: no digit, or a value that does not fit.
  */
@@ -204,18 +207,23 @@ typedef struct KOBASQLExpressionTerm KOBASQLExpressionTerm;
  * Reads a filter: terms `field operator value` joined by AND, OR and parentheses, for example
  * "(price > 10 OR price <= 2) AND name MATCH 'a*,b*'".
  *
- * Operators are = <> > < >= <= BETWEEN (low AND high) and MATCH; words in any case. White space
- * between tokens is free. A value may stand in single quotes, which are not part of it, and then
- * hold blanks and parentheses; two single quotes in it stand for one. `%n` as a value stands for
- * the n-th parameter, from 0. Parentheses nest 32 deep, and distributing AND over OR makes at most
- * 4096 terms.
+ * Operators are = <> > < >= <= BETWEEN (low AND high) and MATCH (a list of patterns), words in any
+ * case. White space between tokens is free; AND, OR and MATCH need some behind them, or, of AND and
+ * OR, a parenthesis.
+ *
+ * A value reaches up to white space, a parenthesis, a single quote or one of = < >. In single
+ * quotes it may have all of them, and a quote when it is doubled. MATCH gets its list without the
+ * quotes; another value keeps them, as it is a text, and no number. The value `%n` stands for the
+ * n-th parameter, from 0, as it is in the list.
+ *
+ * Parentheses nest 32 deep, and a filter has at most 4096 terms once AND is distributed over OR.
  *
  * @param tree   receives the first term of the first branch.
  * @param delim  separates the parameters.
  * @param params a list of parameters; null when the filter may have none.
  *
- * Errors: FALSE with an exception that says what is wrong with the text, or the heap's report; the
- * output stays as it was.
+ * Errors: FALSE with an exception that says what is wrong with the text, or with the heap's report;
+ * the output stays as it was.
  * Ownership: the caller's; free the tree with KOBAString_freeSQLExpressionTree.
  */
 ZOVBool KOBAString_parseSQLExpression(struct KOBASQLExpressionTerm **tree, const char *text,
@@ -227,7 +235,11 @@ void KOBAString_freeSQLExpressionTree(struct KOBASQLExpressionTerm *tree);
 /**
  * Tells whether a number could satisfy two terms.
  *
- * TRUE when a value is not numeric. Whole numbers are treated as others are: `> 5` and `< 6` meet.
+ * Whole numbers are treated as others are: `> 5` and `< 6` meet. With a period or an exponent in
+ * any value all are compared as doubles, else as 64-bit integers. A value that is out of range
+ * counts as the nearest one, and then equality excludes nothing: `<` is `<=`, and `<>` anything.
+ *
+ * TRUE when a value is not numeric.
  *
  * Errors: TRUE, with an exception, for a term that is a MATCH.
  */
@@ -238,8 +250,10 @@ ZOVBool KOBAString_isSQLNumericRelationshipIntersect(const struct KOBASQLExpress
 /**
  * Tells whether two filters could both be true.
  *
- * Only terms on one field are held against each other: numbers as intervals, and MATCH lists as
- * KOBAString_hasIntersectingPattern does, without escapes and with `/` as separator.
+ * Only terms on one field, whose name may be in any case, are held against each other: numbers as
+ * KOBAString_isSQLNumericRelationshipIntersect does, and MATCH lists, separated by commas, as
+ * KOBAString_hasIntersectingPattern does, without escapes and with `/` as separator. A list with an
+ * element that is too long for it excludes nothing.
  *
  * @param params parameters of the second filter; the first has none.
  *

@@ -2,7 +2,8 @@
  * Shell-style wildcard patterns: `*`, `?`, bracket expressions and backslash escapes.
  *
  * Characters are signed bytes, folded by the C locale's table. No operation allocates, keeps state
- * or calls itself: a match takes time in proportion to the pattern times the text, at worst.
+ * or calls itself: where all brackets are closed, a match takes time in proportion to the pattern
+ * times the text, at worst.
  *
  *     if (KOBAString_fnmatch("src/[a-m]*.idl", path, KOBA_STRING_FNMATCH_PATHNAME) == 0)
  *         generate(path);
