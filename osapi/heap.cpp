@@ -272,14 +272,12 @@ void *allocate(const Request &request, void *old_user)
         return;
     // Volatile, or the compiler drops a store into memory that is about to be freed.
     const_cast<volatile std::uint32_t &>(header->kind) = ZOV_OSAPI_HEAP_KIND_FREED;
-    zov::heap::record_free(header, operation);
-    if (header->raw == nullptr)
-        return;
+    if (header->raw != nullptr)
+        count_allocations(-1);
     if (is_monitoring())
-        zov::heap::quarantine(header->raw);
+        zov::heap::retire(header, operation);
     else
         std::free(header->raw);
-    count_allocations(-1);
 }
 
 /** Everything but the common case. */
@@ -304,16 +302,16 @@ void *allocate(const Request &request, void *old_user)
 
 /** What the platform gave for a plain request is nothing, or less aligned than expected. */
 [[gnu::noinline, gnu::cold]] void *allocate_after(void *misaligned, void **pp, std::uint64_t size,
-                                                  const char *operation, std::uint32_t kind,
-                                                  const char *type_name)
+                                                  const char *operation)
 {
+    // Without a header nobody asks for the kind and the type.
     const Request request = {.pp = pp,
                              .size = size,
                              .alignment = kMallocAlignment,
                              .headed = false,
                              .operation = operation,
-                             .kind = kind,
-                             .type_name = type_name};
+                             .kind = 0,
+                             .type_name = nullptr};
     if (misaligned == nullptr) {
         report_refusal(request);
         return nullptr;
@@ -346,7 +344,7 @@ void *ZOVOsapiHeap_reallocateMemoryInternal(void **pp, uint64_t size, int32_t al
                                 operationName, kind, typeName);
     void *block = std::calloc(1, size);
     if (block == nullptr || !is_aligned(block, kMallocAlignment)) [[unlikely]]
-        return allocate_after(block, pp, size, operationName, kind, typeName);
+        return allocate_after(block, pp, size, operationName);
     store_pointer(pp, block);
     count_allocations(1);
     return block;

@@ -85,10 +85,13 @@ RecordedSize forget(ZOVOsapiHeapHeader *header, const char *operation);
 /** Records a new block, and the end of the one that it replaces. */
 void record(ZOVOsapiHeapHeader *header, const RecordedSize &replaced, std::uint64_t size,
             const char *operation, const char *type_name);
-/** Records the end of a block and takes its record away. */
-void record_free(ZOVOsapiHeapHeader *header, const char *operation);
+/** Records the end of a block, takes its record away, and puts it into the quarantine. */
+void retire(ZOVOsapiHeapHeader *header, const char *operation);
 
-/** Keeps a freed block for a while, so that a second free of it still finds its header. */
+/**
+ * Keeps a freed block for a while, so that a second free of it still finds its header. Under the
+ * mutex.
+ */
 void quarantine(void *raw);
 /** Gives all blocks of the quarantine to the platform. */
 void empty_quarantine();

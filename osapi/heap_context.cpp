@@ -112,10 +112,9 @@ ZOVOsapiHeapContext *ZOVOsapiHeap_getContext(void)
 {
     if (!zov::heap::is_monitoring())
         return nullptr;
-    if (!is_marked())
-        return make_context();
-    return static_cast<ZOVOsapiHeapContext *>(
-        ZOVOsapiThread_getTss(ZOVOsapiHeapContext_g_TssContextKey));
+    if (void *context = ZOVOsapiThread_getTss(ZOVOsapiHeapContext_g_TssContextKey))
+        return static_cast<ZOVOsapiHeapContext *>(context);
+    return is_marked() ? nullptr : make_context();
 }
 
 void ZOVOsapiHeap_setHeapContext(ZOVOsapiHeapContext *savedOut, const char *topic,

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 // The records of monitoring come from the platform's allocator: monitoring never monitors itself.
 
@@ -50,13 +51,28 @@ void add(ZOVOsapiHeapInfo &monitor, std::int64_t bytes)
     monitor.high = std::max(monitor.high, monitor.current);
 }
 
+// The record that was dropped last serves the next block: most frees make room for one.
+constinit ZOVOsapiHeapBlockInfo *g_spare_info = nullptr;
+
+ZOVOsapiHeapBlockInfo *new_info()
+{
+    if (g_spare_info != nullptr)
+        return std::exchange(g_spare_info, nullptr);
+    return static_cast<ZOVOsapiHeapBlockInfo *>(std::malloc(sizeof(ZOVOsapiHeapBlockInfo)));
+}
+
+void drop_info(ZOVOsapiHeapBlockInfo *info)
+{
+    std::free(std::exchange(g_spare_info, info));
+}
+
 void remove_info(ZOVOsapiHeapHeader *header)
 {
     ZOVOsapiHeapBlockInfo *info = header->info;
     ZOVOsapiInlineList_removeNode(&ZOVOsapiHeap_g_info->blocks, &info->node);
     zov::heap::remove_string(info->topic);
     zov::heap::remove_string(info->activity);
-    std::free(info);
+    drop_info(info);
     header->info = nullptr;
 }
 
@@ -82,7 +98,7 @@ void note_context(ZOVOsapiHeapBlockInfo *info)
 void add_info(ZOVOsapiHeapHeader *header, std::uint64_t size, const char *operation,
               const char *type_name)
 {
-    auto *info = static_cast<ZOVOsapiHeapBlockInfo *>(std::malloc(sizeof(ZOVOsapiHeapBlockInfo)));
+    ZOVOsapiHeapBlockInfo *info = new_info();
     if (info == nullptr)
         return;
     ZOVOsapiHeapBlockInfo_initialize(info);
@@ -166,15 +182,18 @@ void zov::heap::record(ZOVOsapiHeapHeader *header, const RecordedSize &replaced,
     monitor.nextBlockId += 1;
 }
 
-void zov::heap::record_free(ZOVOsapiHeapHeader *header, const char *operation)
+void zov::heap::retire(ZOVOsapiHeapHeader *header, const char *operation)
 {
-    if (header->info == nullptr)
-        return;
     const MonitorGuard guard(operation);
-    if (!guard.is_held())
+    if (!guard.is_held()) {
+        std::free(header->raw); // without the lock there is no waiting
         return;
-    release(*ZOVOsapiHeap_g_info, static_cast<std::int64_t>(header->info->size));
-    remove_info(header);
+    }
+    if (header->info != nullptr) {
+        release(*ZOVOsapiHeap_g_info, static_cast<std::int64_t>(header->info->size));
+        remove_info(header);
+    }
+    quarantine(header->raw);
 }
 
 ZOVBool ZOVOsapiHeap_enableMonitoring(void)
@@ -202,6 +221,7 @@ void ZOVOsapiHeap_disableMonitoring(void)
     }
     zov::relaxed_store(ZOVOsapiHeap_g_isMonitoringEnabled, ZOV_FALSE);
     zov::heap::empty_quarantine();
+    drop_info(nullptr);
     zov::heap::finalize_contexts();
     ZOVOsapiSemaphore_delete(monitor->mutex);
     std::free(monitor);

@@ -3,7 +3,6 @@
 #include <array>
 #include <cstdlib>
 #include <malloc.h>
-#include <pthread.h>
 
 // A freed block's header must stay what it is for a second free to be noticed, so the platform gets
 // the block only when as many others, or as many bytes, were freed after it.
@@ -57,19 +56,13 @@ private:
     std::size_t m_bytes = 0;
 };
 
-constinit pthread_mutex_t g_mutex = PTHREAD_MUTEX_INITIALIZER;
 constinit Queue g_queue;
 
 } // namespace
 
 void zov::heap::quarantine(void *raw)
 {
-    if (pthread_mutex_lock(&g_mutex) != 0) {
-        std::free(raw); // without the lock there is no waiting
-        return;
-    }
     g_queue.add(raw);
-    pthread_mutex_unlock(&g_mutex);
 }
 
 void zov::heap::empty_quarantine()

@@ -30,21 +30,7 @@ class Monitor : public test::HeapMonitor
 protected:
     Monitor() { EXPECT_TRUE(ZOVOsapiHeap_enableMonitoring()); }
 
-    /** The lines since the last call. */
-    Lines take_lines()
-    {
-        const Lines lines = m_capture.lines();
-        m_capture.clear();
-        return lines;
-    }
-
-    static std::vector<uint64_t> recorded_ids()
-    {
-        std::vector<uint64_t> ids;
-        for (auto *node = ZOVOsapiHeap_g_info->blocks.first; node != nullptr; node = node->next)
-            ids.push_back(reinterpret_cast<ZOVOsapiHeapBlockInfo *>(node)->blockId);
-        return ids;
-    }
+    Lines take_lines() { return m_capture.take(); }
 
     /** "text: references" of every interned text, in order. */
     static Lines strings()
@@ -90,21 +76,6 @@ TEST_F(Monitor, StatisticsCountRequestedBytes)
     EXPECT_EQ(statistics(), "-10 0 -20 1 1 4");
     ZOVOsapiHeap_freeString(ten);
     EXPECT_EQ(take_lines(), Lines());
-}
-
-TEST_F(Monitor, ReallocationIsANewRecordAtTheBack)
-{
-    char *first = new_text(10);
-    char *second = new_text(5);
-    std::strcpy(first, "contents");
-    ASSERT_NE(ZOVOsapiHeap_reallocateString(&first, 99999), nullptr);
-    EXPECT_STREQ(first, "contents");
-    EXPECT_EQ(recorded_ids(), (std::vector<uint64_t>{2, 3}));
-    EXPECT_EQ(statistics(), "100005 100005 0 3 1 4");
-    EXPECT_EQ(record_of(first), "3: 100000 bytes, n/a, n/a");
-    ZOVOsapiHeap_freeString(second);
-    ZOVOsapiHeap_freeString(first);
-    EXPECT_EQ(statistics(), "0 100005 0 3 3 4");
 }
 
 TEST_F(Monitor, PausedItRecordsNothingNewAndFollowsWhatItKnows)
@@ -162,21 +133,18 @@ TEST_F(Monitor, WrongAndSecondFreesAreReportedAndFreeNothing)
 // What was freed last stays readable: 64 blocks, but no more than 256 KiB.
 TEST_F(Monitor, QuarantineHasBounds)
 {
-    struct
-    {
-        std::size_t size;
-        std::size_t kept;
-    } const cases[] = {{10, 64}, {60 * 1024, 4}, {120 * 1024, 2}, {300 * 1024, 0}};
+    const std::pair<std::size_t, std::size_t> cases[] = {
+        {10, 64}, {60 * 1024, 4}, {120 * 1024, 2}, {300 * 1024, 0}};
     for (const auto &[size, kept] : cases) {
-        ZOVOsapiHeap_getContext(); // is made by now
+        ZOVOsapiHeap_freeString(new_text(size)); // its record stays in reserve
         const test::Fault counting;
         std::vector<char *> blocks(kept + 3);
         for (char *&block : blocks)
             block = new_text(size);
-        ASSERT_EQ(test::live_blocks(), 2 * blocks.size()) << "a block and its record each";
+        ASSERT_EQ(test::live_blocks(), 2 * blocks.size() - 1) << "a block and its record each";
         for (char *block : blocks)
             ZOVOsapiHeap_freeString(block);
-        EXPECT_EQ(test::live_blocks(), kept) << "of size " << size;
+        EXPECT_EQ(test::live_blocks(), kept + 1) << "of size " << size;
         for (auto block = blocks.end() - static_cast<std::ptrdiff_t>(kept); block != blocks.end();
              ++block) {
             ZOVOsapiHeap_freeString(*block);
@@ -237,12 +205,6 @@ TEST_F(Monitor, SnapshotsAreTextFiles)
     ZOVOsapiHeap_freeArray(things);
     ZOVOsapiHeap_freeBufferAligned(buffer);
     ZOVOsapiHeap_freeString(nameless);
-
-    // A disk without space shows when the file is closed.
-    EXPECT_FALSE(ZOVOsapiHeap_snapshot("/dev/full", ZOV_TRUE));
-    EXPECT_FALSE(ZOVOsapiHeap_snapshot("/nowhere/heap.txt", ZOV_TRUE));
-    EXPECT_EQ(take_lines(), Lines({"ZOVOsapiHeap_snapshot:error closing snapshot file\n",
-                                   "ZOVOsapiHeap_snapshot:error opening snapshot file\n"}));
 }
 
 TEST_F(Monitor, EachThreadHasItsContext)
@@ -260,10 +222,6 @@ TEST_F(Monitor, EachThreadHasItsContext)
                 ZOVOsapiHeapContext before = {};
                 ZOVOsapiHeap_setHeapContext(&before, names[i].c_str(), "inner");
                 texts[i] = new_text(8);
-                ZOVOsapiHeapContext nested = {};
-                ZOVOsapiHeap_setHeapContext(&nested, nullptr, nullptr);
-                ZOVOsapiHeap_freeString(new_text(3));
-                ZOVOsapiHeap_restoreHeapContext(&nested);
                 EXPECT_STREQ(ZOVOsapiHeap_getContext()->topic, names[i].c_str());
                 ZOVOsapiHeap_deleteConext();
             });
@@ -273,10 +231,6 @@ TEST_F(Monitor, EachThreadHasItsContext)
         EXPECT_EQ(record.substr(record.find(':')), ": 8 bytes, " + names[i] + ", inner");
         ZOVOsapiHeap_freeString(texts[i]);
     }
-    char *text = new_text(2);
-    const std::string record = record_of(text);
-    EXPECT_EQ(record.substr(record.find(':')), ": 2 bytes, main, n/a");
-    ZOVOsapiHeap_freeString(text);
     EXPECT_EQ(statistics().substr(0, 2), "0 ");
     // Those of the threads are gone; the one that is left is this thread's.
     const ZOVOsapiInlineListNode *only = ZOVOsapiHeap_g_info->contexts.first;
