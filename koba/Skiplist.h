@@ -161,7 +161,7 @@ ZOV_MUST_USE struct KOBASkiplistNode *KOBASkiplistNode_new(struct KOBASkiplist *
                                                            uint8_t userFlag) ZOV_NONNULL(1);
 
 /**
- * Chooses a level at random, each with half the probability of the one below.
+ * Chooses a level by one random number, each with half the probability of the one below.
  *
  * @return at most maxLevel and the logarithm of the number of nodes; 0 for less than two nodes.
  */

@@ -13,7 +13,7 @@ struct KOBASkiplistNode;
 typedef struct KOBASkiplistNode *(*KOBASkiplistCreateNodeFcn)(int32_t level, void *parameter);
 /** Takes a node's memory back. */
 typedef void (*KOBASkiplistDestroyNodeFcn)(void *parameter, struct KOBASkiplistNode *node);
-/** Chooses the level of a new node, 0 to maximumLevel; a higher one is cut to that. */
+/** Chooses the level of a new node, 0 to maximumLevel; what is out of range is cut to it. */
 typedef int32_t (*KOBASkiplistLevelFcn)(void *parameter, int32_t maximumLevel, uint32_t nodeCount);
 
 /** Shared by its lists, and outlives them. */
