@@ -143,8 +143,10 @@ int32_t KOBAString_matchPattern_withFlags(const char *s, const char *pattern, co
 /**
  * Tells whether some text could match both patterns.
  *
- * A test of limited depth: segment by segment, and around stars only by how the segments end. When
- * it finds no common text, there is none.
+ * A test of limited depth: segment by segment, and around stars only by how the segments end.
+ * Segments are separated with or without PATHNAME, and LEADING_DIR is ignored. Beside that, when it
+ * finds no common text there is none, but for two oddities: several stars left over at the end meet
+ * nothing, and `?` meets no bracket expression that names `[`, `*`, `?` or the separator.
  *
  * @return 0 when there may be one, else 1.
  */

@@ -5,6 +5,8 @@
 #include "koba/String.h"
 #include "koba/fold.hpp"
 
+#include <cstdint>
+
 extern "C" {
 
 /** The loop of the operations on two lists; TRUE as soon as the comparison gives 0. */
