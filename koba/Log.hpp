@@ -12,6 +12,16 @@ inline constexpr std::uint32_t kSubmoduleOrderedDataType = KOBA_LOG_SUBMODULE_OR
 inline constexpr std::uint32_t kSubmoduleSkiplist = KOBA_LOG_SUBMODULE_SKIPLIST;
 inline constexpr std::uint32_t kSubmoduleFastBuffer = KOBA_LOG_SUBMODULE_FAST_BUFFER;
 
+/** How a SemaphoreGuard of a submodule reports. */
+template <std::uint32_t submodule>
+[[gnu::cold]] void report_mutex(const char *context, const ZOVLogMessage &message)
+{
+    if (!ZOV_LOG_IS_ON(KOBALog, Exception, submodule))
+        return;
+    zov::log::announce(zov::log::Level::Exception);
+    ZOVLog_printContextAndMsg(context, &message);
+}
+
 } // namespace koba
 
 /** Reports a message of the data structures under the name of another operation. */

@@ -63,13 +63,7 @@ void report_creation(const char *context, const char *what)
     KOBA_LOG_AS(Exception, kSubmoduleSkiplist, context, ZOV_LOG_CREATION_FAILURE_s, what);
 }
 
-void report_mutex(const char *context, const ZOVLogMessage &message)
-{
-    if (!ZOV_LOG_IS_ON(KOBALog, Exception, koba::kSubmoduleSkiplist))
-        return;
-    zov::log::announce(zov::log::Level::Exception);
-    ZOVLog_printContextAndMsg(context, &message);
-}
+constexpr auto report_mutex = koba::report_mutex<koba::kSubmoduleSkiplist>;
 
 Node *create_node_safe(std::int32_t level, void *parameter)
 {

@@ -13,8 +13,9 @@
  *
  *     const struct KOBAFastBufferPoolProperty property =
  *         {.growth = {.initial = 64, .maximal = -1, .increment = -1}};
- *     struct KOBAFastBufferPool *pool = KOBAFastBufferPool_new(sizeof(struct Sample), 8,
- * &property); struct Sample *sample = KOBAFastBufferPool_getBuffer(pool);
+ *     struct KOBAFastBufferPool *pool =
+ *         KOBAFastBufferPool_new(sizeof(struct Sample), 8, &property);
+ *     struct Sample *sample = KOBAFastBufferPool_getBuffer(pool);
  *     ...
  *     KOBAFastBufferPool_returnBuffer(pool, sample);
  *     KOBAFastBufferPool_delete(pool);
@@ -30,8 +31,8 @@ ZOV_BEGIN_DECLARATIONS
 struct KOBAFastBufferPoolGrowth
 {
     int32_t initial; /**< buffers at creation, at least 1 */
-    /** The most buffers that the pool may own; negative: no limit. The last growth takes all that
-     * is left rather than leave little. */
+    /** The most buffers that the pool may own; negative: no limit but INT32_MAX. The last growth
+     * takes all that is left rather than leave little. */
     int32_t maximal;
     /** The most buffers of one growth; negative: no limit; 0: no growth, and maximal is initial. */
     int32_t increment;
@@ -75,7 +76,8 @@ typedef void (*KOBAFastBufferFinalizeFcn)(void *buffer, void *parameter);
  * @param bufferFinalizeFnc   called on every buffer in the pool when it is deleted; may be null.
  *
  * Errors: null. "!precondition: ...\n" with the condition and then the log's assertion hook, or
- * "!create fast buffer pool\n", "!create mutex\n", "!create fast buffer pool buffers\n".
+ * "!create fast buffer pool\n", "!create mutex\n", "!create fast buffer pool buffers\n" behind
+ * what the growth reports; the last one also for a rounded size above INT32_MAX.
  * Ownership: the caller's; delete it with KOBAFastBufferPool_delete. The property is copied.
  */
 ZOV_MUST_USE struct KOBAFastBufferPool *KOBAFastBufferPool_newWithNotification(
@@ -98,11 +100,15 @@ KOBAFastBufferPool_new(int32_t bufferSize, int32_t bufferAlignment,
  */
 void *KOBAFastBufferPool_getBuffer(struct KOBAFastBufferPool *pool) ZOV_NONNULL();
 
-/** Takes a buffer if there is one: the pool does not grow, and the buffer is not zeroed. */
+/**
+ * Takes a buffer if there is one: the pool does not grow, and the buffer is not zeroed.
+ *
+ * Errors: null when there is none; "!take mutex\n" with null, "!give mutex\n" with a buffer.
+ */
 void *KOBAFastBufferPool_getBufferNoMalloc(struct KOBAFastBufferPool *pool) ZOV_NONNULL();
 
 /**
- * Gives a buffer back to its pool; one that the pool has no room for is dropped.
+ * Gives a buffer back to its pool; null, and one that the pool has no room for, is dropped.
  *
  * Errors: "!take mutex\n", and the buffer stays out; "!give mutex\n".
  */
