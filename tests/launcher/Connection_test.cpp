@@ -11,6 +11,7 @@
 #include <sstream>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
+#include <tuple>
 #include <unistd.h>
 
 namespace {
@@ -84,13 +85,8 @@ TEST(Launcher, ReportsOutputThatIsLost)
     const std::string kFull = "main:OS write() failure, error 0X1C: No space left on device\n";
     const std::string kUnwritable = "main:OS write() failure, error 0X9: Bad file descriptor\n";
     const std::string kMuch(32768, 'x'); // more than a buffer
-    const struct
-    {
-        std::function<bool()> in_child;
-        std::string printed;
-        int status;
-        std::string err;
-    } kCases[] = {
+    // What the launcher prints to; what it has to print; its status and its report.
+    const std::tuple<std::function<bool()>, std::string, int, std::string> kCases[] = {
         {with_full_output, "Hello\n", 255, kFull},
         {with_full_output, kMuch, 255, kFull},
         {with_full_output, "", 0, ""},
@@ -99,12 +95,12 @@ TEST(Launcher, ReportsOutputThatIsLost)
         {without_output, "", 0, ""},
         {with_nothing_open, "Hello\n", 255, ""},
     };
-    for (const auto &c : kCases) {
-        SCOPED_TRACE(&c - kCases);
-        ScriptedServer server({c.printed + kLine});
-        const Outcome outcome = test::run(launcher(QUILLON, server.port(), {"a"}, c.in_child));
-        EXPECT_EQ(outcome.status, c.status);
-        EXPECT_EQ(outcome.err, c.err);
+    for (const auto &[in_child, printed, status, err] : kCases) {
+        SCOPED_TRACE(printed.substr(0, 10) + "|" + err);
+        ScriptedServer server({printed + kLine});
+        const Outcome outcome = test::run(launcher(QUILLON, server.port(), {"a"}, in_child));
+        EXPECT_EQ(outcome.status, status);
+        EXPECT_EQ(outcome.err, err);
         // Above all nothing of the output, which flows back when the connection is descriptor 1.
         EXPECT_EQ(server.received(), request({"a"}));
     }
@@ -118,29 +114,24 @@ TEST(Launcher, ReportsOutputThatIsLost)
 
 TEST(Launcher, EndsAsPipelinesDoWhenItsReaderGoes)
 {
-    const struct
-    {
-        sighandler_t action;
-        int status;
-        const char *err;
-    } kCases[] = {
+    const std::tuple<sighandler_t, int, const char *> kCases[] = {
         {SIG_DFL, 128 + SIGPIPE, ""},
         {SIG_IGN, 255, "main:OS write() failure, error 0X20: Broken pipe\n"},
     };
-    for (const auto &c : kCases) {
+    for (const auto &[action, status, err] : kCases) {
         ScriptedServer server({std::string(1U << 20, 'x'), kLine});
         int ends[2];
         ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
-        test::Process process(launcher(QUILLON, server.port(), {}, [&c, &ends] {
-            return signal(SIGPIPE, c.action) != SIG_ERR && dup2(ends[1], 1) == 1;
+        test::Process process(launcher(QUILLON, server.port(), {}, [&disposition = action, &ends] {
+            return signal(SIGPIPE, disposition) != SIG_ERR && dup2(ends[1], 1) == 1;
         }));
         close(ends[1]);
         char byte;
         EXPECT_EQ(read(ends[0], &byte, 1), 1);
         close(ends[0]);
         const Outcome outcome = process.finish();
-        EXPECT_EQ(outcome.status, c.status);
-        EXPECT_EQ(outcome.err, c.err);
+        EXPECT_EQ(outcome.status, status);
+        EXPECT_EQ(outcome.err, err);
         EXPECT_EQ(server.received(), request({}));
     }
 }

@@ -160,14 +160,4 @@ TEST_F(Generator, ColdStartsAtTheSameTimeLeaveOneServer)
     EXPECT_TRUE(test::eventually([] { return test::Servers::running().size() == 1; }));
 }
 
-TEST_F(Generator, LargeOutputIsCompleteEachTime)
-{
-    const std::string large = write_large_input();
-    for (int i = 0; i < 20; ++i) {
-        const Outcome outcome = test::run(command({"-verbose", "large.idl"}));
-        EXPECT_EQ(outcome.status, 0) << "run " << i;
-        EXPECT_TRUE(outcome.out == large) << outcome.out.size() << " of " << large.size();
-    }
-}
-
 } // namespace

@@ -63,15 +63,6 @@ protected:
     };
 };
 
-TEST_F(JvmSearch, HelpAndVersionNeedNoJava)
-{
-    for (const char *option : {"-n_help", "-n_version"}) {
-        const Outcome outcome = test::run(command({option}));
-        EXPECT_EQ(outcome.status, 0) << option;
-        EXPECT_TRUE(outcome.out.starts_with("QUILLON v5.3")) << outcome.out;
-    }
-}
-
 TEST_F(JvmSearch, PlacesSearchedAreNamedOnOneLine)
 {
     for (const auto &home : {std::optional<std::string>(), {"/no/home"}}) {

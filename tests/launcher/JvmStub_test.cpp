@@ -4,6 +4,7 @@
 #include <dlfcn.h>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <tuple>
 #include <unistd.h>
 
 namespace {
@@ -50,34 +51,29 @@ protected:
 
 TEST_F(JvmStub, MainRunsWithTheseCallsAndNoOthers)
 {
-    struct Case
-    {
-        Strings options;
-        std::string home;
-        std::string port;
-        std::string timeout;
-    };
     const std::string port = std::to_string(m_port);
     const std::string large_port = std::to_string(m_port + 65536);
-    for (const Case &c :
-         {Case{{"-n_wolkhome", "/opt/home", "-n_servertimeout", "1500"}, "/opt/home", port, "1500"},
-          Case{{"-n_serverport", large_port}, "\"\"", large_port, "20000"}}) {
+    // The options; the home, the port and the timeout that the VM gets.
+    const std::tuple<Strings, std::string, std::string, std::string> kCases[] = {
+        {{"-n_wolkhome", "/opt/home", "-n_servertimeout", "1500"}, "/opt/home", port, "1500"},
+        {{"-n_serverport", large_port}, "\"\"", large_port, "20000"}};
+    for (const auto &[options, home, vm_port, timeout] : kCases) {
         std::string expected =
             "library " STUB_JVM "\nJNI_CreateJavaVM 0x10002, 3 options, ignoreUnrecognized 0\n"
             "option -Djava.class.path=generator.jar\noption -DWOLK_RESOURCE_DIR=resource\n"
             "option -DWOLKHOME=" +
-            c.home +
+            home +
             "\nFindClass com/zov/wolk/wolkgen/Main\n"
             "GetStaticMethodID com/zov/wolk/wolkgen/Main main ([Ljava/lang/String;)V\n"
             "FindClass java/lang/String\nNewObjectArray 5 java/lang/String null\n";
-        const Strings strings = {"-server", "-serverPort", c.port, "-serverTimeout", c.timeout};
+        const Strings strings = {"-server", "-serverPort", vm_port, "-serverTimeout", timeout};
         for (const std::string &string : strings)
             expected += "NewStringUTF " + string + "\n";
         for (std::size_t i = 0; i < strings.size(); ++i)
             expected +=
                 "SetObjectArrayElement array " + std::to_string(i) + " " + strings[i] + "\n";
         expected += "CallStaticVoidMethod com/zov/wolk/wolkgen/Main main array\n";
-        const Outcome hosted = host(command("", c.options));
+        const Outcome hosted = host(command("", options));
         EXPECT_EQ(m_calls, expected);
         EXPECT_EQ(hosted.out, "");
         EXPECT_EQ(hosted.status, 0);
@@ -86,14 +82,10 @@ TEST_F(JvmStub, MainRunsWithTheseCallsAndNoOthers)
 
 TEST_F(JvmStub, OptionsOfTheVmFitOrAreTooLong)
 {
-    const struct
-    {
-        const char *option;
-        std::string property;
-        const char *complaint;
-    } kCases[] = {{"-n_classpath", "-Djava.class.path=", "classpath too long"},
-                  {"-n_wolkresource", "-DWOLK_RESOURCE_DIR=", "wolkResourceDir too long"},
-                  {"-n_wolkhome", "-DWOLKHOME=", "wolkHomeDir too long"}};
+    const std::tuple<const char *, std::string, const char *> kCases[] = {
+        {"-n_classpath", "-Djava.class.path=", "classpath too long"},
+        {"-n_wolkresource", "-DWOLK_RESOURCE_DIR=", "wolkResourceDir too long"},
+        {"-n_wolkhome", "-DWOLKHOME=", "wolkHomeDir too long"}};
     for (const auto &[option, property, complaint] : kCases) {
         const std::string longest(255 - property.size(), 'x');
         EXPECT_EQ(host(command("", {option, longest})).status, 0);
@@ -111,14 +103,8 @@ TEST_F(JvmStub, WhatTheVmAnswersDecides)
     const std::string kNoClass = "QUILLON_invokeMainClass:error loading Main class\n"
                                  "QUILLON_startCodeGenerator:error invoking Main class\n"
                                  "main:error running code generator\n";
-    const struct
-    {
-        const char *mode;
-        const char *verbosity;
-        std::string out;
-        int status;
-        const char *last_call;
-    } kCases[] = {
+    // The mode and the verbosity; the output, the status and the last call.
+    const std::tuple<const char *, const char *, std::string, int, const char *> kCases[] = {
         {"no-env", "1", kNoEnvironment, 255, "option -DWOLKHOME=\"\"\n"},
         {"no-env", "0", "", 255, "option -DWOLKHOME=\"\"\n"},
         {"no-class", "1", kNoClass, 255, "FindClass com/zov/wolk/wolkgen/Main\n"},

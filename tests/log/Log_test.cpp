@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 #include <map>
 #include <set>
+#include <tuple>
 
 using test::Lines;
 using test::LogCapture;
@@ -25,12 +26,7 @@ constexpr ZOVLogMessage kText = {0x02000005, "%s\n"};
 TEST(Log, PrintMaskSelectsWhatALineHolds)
 {
     const LogCapture capture;
-    const struct
-    {
-        uint32_t mask;
-        const char *context;
-        const char *line;
-    } cases[] = {
+    const std::tuple<uint32_t, const char *, const char *> cases[] = {
         {0x2, "main", "main:number 7\n"},
         {0x2, nullptr, "number 7\n"},
         {0x2, "", ":number 7\n"},
@@ -41,11 +37,10 @@ TEST(Log, PrintMaskSelectsWhatALineHolds)
         {0x3E, "main", "main:number 7\n"},
     };
     Lines expected;
-    for (const auto &row : cases) {
-        ZOVLog_printMask = row.mask;
-        EXPECT_EQ(ZOVLog_printContextAndMsg(row.context, &kNumber, 7),
-                  static_cast<int>(std::string(row.line).size()));
-        expected.emplace_back(row.line);
+    for (const auto &[mask, context, line] : cases) {
+        ZOVLog_printMask = mask;
+        EXPECT_EQ(ZOVLog_printContextAndMsg(context, &kNumber, 7),
+                  static_cast<int>(expected.emplace_back(line).size()));
     }
     EXPECT_EQ(capture.lines(), expected);
 }
@@ -53,11 +48,7 @@ TEST(Log, PrintMaskSelectsWhatALineHolds)
 TEST(Log, LocationIsJoinedFromThePlacesOfThePrintMask)
 {
     const LogCapture capture;
-    const struct
-    {
-        uint32_t mask;
-        const char *line;
-    } cases[] = {
+    const std::pair<uint32_t, const char *> cases[] = {
         {0x3E, "Mx11/open/door.c:12:number 7\n"},
         {0x2, "number 7\n"},
         {0x6, "Mx11:number 7\n"},
@@ -70,10 +61,10 @@ TEST(Log, LocationIsJoinedFromThePlacesOfThePrintMask)
         {0x3F, "Mx11/open/door.c:12:ZOV0x2112034:number 7\n"},
     };
     Lines expected;
-    for (const auto &row : cases) {
-        ZOVLog_printMask = row.mask;
+    for (const auto &[mask, line] : cases) {
+        ZOVLog_printMask = mask;
         ZOVLog_printLocationContextAndMsg(0x2112000, "open", "door.c", 12, &kNumber, 7);
-        expected.emplace_back(row.line);
+        expected.emplace_back(line);
     }
     ZOVLog_printMask = 0x3E;
     ZOVLog_printLocationContextAndMsg(0x2112000, nullptr, nullptr, 12, &kNumber, 7);
@@ -215,13 +206,9 @@ TEST(Log, StatementEvaluatesItsArgumentsOnlyWhenBothMasksAllow)
     static int told_level;
     told_level = 0;
     ZOVLog_registerSetLogLevelMethod([](int level) { told_level = level; });
-    const struct
-    {
-        uint32_t levels;
-        uint32_t submodules;
-    } off[] = {{0x2, 0xFFFF}, {0x1, 0x8}, {0x0, 0x0}};
-    for (const auto &masks : off) {
-        ZOVOsapiLog_setBitmaps(masks.submodules, masks.levels);
+    const std::pair<uint32_t, uint32_t> off[] = {{0x2, 0xFFFF}, {0x1, 0x8}, {0x0, 0x0}};
+    for (const auto &[levels, submodules] : off) {
+        ZOVOsapiLog_setBitmaps(submodules, levels);
         OSAPI_LOG(Exception, kSubmoduleThread, ZOV_LOG_ERRNO_d, number());
     }
     EXPECT_EQ(evaluated, 0);

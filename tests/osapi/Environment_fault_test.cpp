@@ -10,27 +10,26 @@
 
 using test::Aside;
 using test::Expected;
+using test::kOs;
 using test::Lines;
 using test::os_failure;
+using test::text_of;
 using test::unnoticed;
 
 namespace {
 
 namespace fs = std::filesystem;
 
-std::string text_of(ZOVBool result)
+/** That the operation fails, and says so of the platform's function. */
+Expected reported_by(const std::string &operation)
 {
-    return result != 0 ? "true" : "false";
+    return {"false", {operation + ":" + kOs + "\n"}};
 }
 
 class EnvironmentFaults : public testing::Test
 {
 protected:
-    EnvironmentFaults()
-    {
-        ZOVOsapiHeap_free(ZOVOsapiHeap_malloc(1)); // reads the limit
-        test::write_file(m_file, "one two\n");
-    }
+    EnvironmentFaults() { test::write_file(m_file, "one two" + std::string(5000, ' ')); }
 
     /** What an operation reports when it cannot open its file. */
     [[nodiscard]] Lines unreadable(const std::string &operation) const
@@ -44,77 +43,68 @@ protected:
 
 TEST_F(EnvironmentFaults, OfVariables)
 {
-    test::for_each_fault(
-        [] { return text_of(ZOVOsapi_envVarSet("QUILLON_TEST=1")); }, {"true"},
-        {{"setenv 1",
-          {{"false",
-            {"ZOVOsapi_envVarSet:error setting environment variable QUILLON_TEST=1\n"}}}}});
+    const Lines not_set = {
+        "ZOVOsapi_envVarSet:error setting environment variable QUILLON_TEST=1\n"};
+    test::for_each_fault([] { return text_of(ZOVOsapi_envVarSet("QUILLON_TEST=1")); }, {"true"},
+                         {{"setenv 1", {{"false", not_set}}}});
     test::for_each_fault([] { return text_of(ZOVOsapi_envVarUnset("QUILLON_TEST")); }, {"true"},
                          {{"unsetenv 1", {{"false", {"ZOVOsapi_envVarUnset:!unsetenv\n"}}}}});
 }
 
-TEST_F(EnvironmentFaults, OfWholeFiles)
+TEST_F(EnvironmentFaults, OfFiles)
 {
-    const auto read = [this]() -> std::string {
-        int64_t length = -1;
-        char *text = ZOVOsapi_fileGetVerbatim(m_file.c_str(), &length);
-        if (text == nullptr)
-            return length == -1 ? "null" : "null, and a length";
-        const std::string copy(text, static_cast<std::size_t>(length));
-        ZOVOsapiHeap_freeString(text);
-        return copy;
+    const auto no_memory = [](std::size_t size) {
+        return Expected{"null", test::no_memory("ZOVOsapiHeap_reallocateString", size)};
     };
     test::for_each_fault(
-        read, {"one two\n"},
+        [this]() -> std::string {
+            int64_t length = -1;
+            char *text = ZOVOsapi_fileGetVerbatim(m_file.c_str(), &length);
+            ZOVOsapiHeap_freeString(text);
+            return text != nullptr ? std::to_string(length) : length == -1 ? "null" : "a length";
+        },
+        {"5007"},
         {{"fopen 1", {{"null", unreadable("ZOVOsapi_fileGetVerbatim")}}},
-         {"calloc 1", {{"null", test::no_memory("ZOVOsapiHeap_reallocateString", 4097)}}},
-         {"fread 1", {{""}}}, // nothing, and no error of the stream: the end of the file
+         {"calloc 1", no_memory(4097)},
+         {"realloc 1", no_memory(8193)},
+         {"fread 1", {{"0"}}}, // nothing, and no error of the stream: the end of the file
+         {"fread 2", {{"4096"}}},
          {"fclose 1", unnoticed}});
-}
-
-TEST_F(EnvironmentFaults, OfItemsFromAFile)
-{
-    const auto read = [this]() -> std::string {
-        char items[4096] = "as before";
-        const bool found =
-            ZOVOsapi_envVarOrFileGet(items, sizeof items, nullptr, m_file.c_str(), ',', '#') != 0;
-        return (found ? "true " : "false ") + std::string(items);
-    };
-    test::for_each_fault(
-        read, {"true one,two"},
+    test::for_these_faults(
+        [this] {
+            char items[4096] = "as before";
+            const ZOVBool found =
+                ZOVOsapi_envVarOrFileGet(items, sizeof items, nullptr, m_file.c_str(), ',', '#');
+            return text_of(found) + " " + items;
+        },
+        {"true one,two"},
         {{"fopen 1", {{"false as before", unreadable("ZOVOsapi_envVarOrFileGet")}}},
-         {"fread 1", {{"true "}}},
-         {"fclose 1", unnoticed}});
+         {"fread 1", {{"true "}}}});
 }
 
 TEST_F(EnvironmentFaults, OfRemovals)
 {
-    test::for_each_fault(
-        [this] {
-            {
-                const Aside preparation;
-                test::write_file(m_file, "");
-            }
-            return text_of(ZOVOsapi_removeFile(m_file.c_str()));
-        },
-        {"true"}, {{"unlink 1", {{"false", {os_failure("ZOVOsapi_removeFile", "unlink")}}}}});
-
     const std::string tree = m_directory.path() + "/tree";
-    const std::string operation = "ZOVOsapiUtility_deleteDirectory";
-    const Expected not_opened = {"false", {os_failure(operation, "openat")}};
-    const Expected not_unlinked = {"false", {os_failure(operation, "unlinkat")}};
-    test::for_each_fault(
-        [&] {
+    const auto with_tree = [tree](ZOVBool (*remove)(const char *), const std::string &path) {
+        return [=] {
             {
                 const Aside preparation;
                 fs::create_directories(tree + "/below");
+                test::write_file(tree + "/below/file", "");
             }
-            const std::string result = text_of(ZOVOsapiUtility_deleteDirectory(tree.c_str()));
+            const std::string result = text_of(remove(path.c_str()));
             const Aside look;
-            EXPECT_EQ(fs::exists(tree), result == "false");
+            EXPECT_EQ(fs::exists(path), result == "false");
             return result;
-        },
-        {"true"}, {{"openat", not_opened}, {"fdopendir", not_opened}, {"unlinkat", not_unlinked}});
+        };
+    };
+    test::for_each_fault(with_tree(ZOVOsapi_removeFile, tree + "/below/file"), {"true"},
+                         {{"unlink 1", reported_by("ZOVOsapi_removeFile")}});
+    const std::string operation = "ZOVOsapiUtility_deleteDirectory";
+    test::for_each_fault(with_tree(ZOVOsapiUtility_deleteDirectory, tree), {"true"},
+                         {{"openat", reported_by(operation)},
+                          {"fdopendir", {{"false", {os_failure(operation, "openat")}}}},
+                          {"unlinkat", reported_by(operation)}});
 }
 
 TEST_F(EnvironmentFaults, OfNamesAndPlaces)
@@ -122,23 +112,22 @@ TEST_F(EnvironmentFaults, OfNamesAndPlaces)
     test::for_each_fault(
         [] {
             char path[PATH_MAX] = "as before";
-            const bool made =
-                ZOVOsapiUtility_createTempDirectory(path, sizeof path, "quillon-") != 0;
+            const ZOVBool made = ZOVOsapiUtility_createTempDirectory(path, sizeof path, "quillon-");
             const Aside look;
-            EXPECT_EQ(made, fs::remove(path));
-            return text_of(made);
+            EXPECT_EQ(made != 0, fs::remove(path));
+            return made != 0 ? "made" : text_of(made) + " " + path;
         },
-        {"true"},
+        {"made"},
         {{"mkdtemp 1",
-          {{"false", {os_failure("ZOVOsapiUtility_createTempDirectory", "mkdtemp")}}}}});
+          {{"false as before", {"ZOVOsapiUtility_createTempDirectory:" + kOs + "\n"}}}}});
     test::for_each_fault(
         [] {
-            char path[PATH_MAX];
-            return text_of(ZOVOsapiUtility_getExecutablePath(path, sizeof path));
+            char path[PATH_MAX] = "as before";
+            const ZOVBool found = ZOVOsapiUtility_getExecutablePath(path, sizeof path);
+            EXPECT_TRUE(found || std::string(path) == "as before");
+            return text_of(found);
         },
-        {"true"},
-        {{"readlink 1",
-          {{"false", {os_failure("ZOVOsapiUtility_getExecutablePath", "readlink")}}}}});
+        {"true"}, {{"readlink 1", reported_by("ZOVOsapiUtility_getExecutablePath")}});
     setenv("USER", "somebody-else", 1);
     test::for_each_fault(
         [] {
@@ -147,6 +136,13 @@ TEST_F(EnvironmentFaults, OfNamesAndPlaces)
             return std::string(name) == "somebody-else" ? "USER's" : "the platform's";
         },
         {"the platform's"}, {{"getpwuid_r 1", {{"USER's"}}}});
+    unsetenv("USER");
+    test::LogCapture capture;
+    const test::Fault fault("getpwuid_r 1");
+    char name[] = "as before";
+    EXPECT_FALSE(ZOVOsapiUtility_getUsername(name, sizeof name));
+    EXPECT_STREQ(name, "as before");
+    EXPECT_EQ(capture.lines(), Lines({"ZOVOsapiUtility_getUsername:!get user name\n"}));
 }
 
 } // namespace

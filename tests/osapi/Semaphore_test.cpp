@@ -197,22 +197,6 @@ TEST(Semaphore, NothingGivenIsLostOrTakenTwice)
         EXPECT_LE(taken + left, 3 * kEach);
         EXPECT_GE(taken + left, kind == kCounting ? 3 * kEach : 1);
     }
-    // Whoever waits for ever gets his share without anybody giving more than that.
-    const Semaphore semaphore(kCounting);
-    const Semaphore mutex(kMutex);
-    std::atomic<int> next = 0;
-    int plain = 0;
-    crowd(6, [&] {
-        const bool gives = next++ % 2 == 0;
-        for (int i = 0; i < kEach; ++i) {
-            EXPECT_EQ(gives ? semaphore.give() : semaphore.take(nullptr), kOk);
-            mutex.take(nullptr);
-            ++plain;
-            mutex.give();
-        }
-    }).clear();
-    EXPECT_EQ(semaphore.drain(), 0);
-    EXPECT_EQ(plain, 6 * kEach);
 }
 
 /** Gives semaphores that somebody else deletes as soon as he has them. */

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <gtest/gtest.h>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -193,44 +194,16 @@ TEST(Utf16, WholeTextsConvertBothWaysAndTellTheSizeNeeded)
 TEST(Number, AgreesWithTheCLibraryInEveryBase)
 {
     const std::string ones(65, '1');
-    const char *const texts[] = {"",
-                                 " ",
-                                 "-",
-                                 "+",
-                                 "x",
-                                 "0",
-                                 "00",
-                                 "-0",
-                                 "+7",
-                                 "--1",
-                                 "+-1",
-                                 "- 1",
-                                 " \t\n\v\f\r42z",
-                                 "\xA0",
-                                 "0x",
-                                 "0xg",
-                                 "0x1F",
-                                 "-0X1f",
-                                 "0x0x1",
-                                 "0778",
-                                 "12.5",
-                                 "zZ",
-                                 "9a",
-                                 "9223372036854775807",
-                                 "9223372036854775808",
-                                 "-9223372036854775808",
-                                 "-9223372036854775809",
-                                 "18446744073709551615",
-                                 "18446744073709551616",
-                                 "-18446744073709551615",
-                                 "0x7fffffffffffffff",
-                                 "-0x8000000000000000",
-                                 "0xffffffffffffffff",
-                                 "0x10000000000000000",
-                                 ones.c_str(),
-                                 ones.c_str() + 1};
-    for (const char *text : texts)
+    std::istringstream texts(
+        "| |-|+|x|0|00|-0|+7|--1|+-1|- 1| \t\n\v\f\r42z|\xA0|0x|0xg|0x1F|-0X1f|0x0x1|"
+        "0778|12.5|zZ|9a|9223372036854775807|9223372036854775808|"
+        "-9223372036854775808|-9223372036854775809|18446744073709551615|"
+        "18446744073709551616|-18446744073709551615|0x7fffffffffffffff|"
+        "-0x8000000000000000|0xffffffffffffffff|0x10000000000000000|" +
+        ones + "|" + ones.substr(1));
+    for (std::string line; std::getline(texts, line, '|');)
         for (int base = 0; base <= 36; base += base == 0 ? 2 : 1) {
+            const char *const text = line.c_str();
             SCOPED_TRACE(testing::Message() << '"' << text << "\" in base " << base);
             const auto check = [&](auto library, auto operation, bool is_refused, auto untouched) {
                 char *expected_end = nullptr;

@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 
 using test::Expected;
-using test::Faults;
+using test::kOs;
 using test::Lines;
 using test::no_memory;
 using test::os_failure;
@@ -93,21 +93,14 @@ std::string run_and_delete(ZOVOsapiThread *thread)
     return result;
 }
 
-std::string with_defaults()
-{
-    return run_and_delete(
-        ZOVOsapiThread_new(nullptr, kDefaultPriority, 0, -1, nullptr, run, &g_ran));
-}
-
 std::string with_everything()
 {
-    ZOVOsapiCpuBitmap first_cpu = {};
-    first_cpu.word[0] = 1;
-    first_cpu.count = 1;
-    return run_and_delete(ZOVOsapiThread_new("worker", 5,
-                                             ZOV_OSAPI_THREAD_OPTION_REALTIME_PRIORITY |
-                                                 ZOV_OSAPI_THREAD_OPTION_CANCEL_ASYNCHRONOUS,
-                                             20000, &first_cpu, run, &g_ran));
+    constexpr uint32_t kOptions =
+        ZOV_OSAPI_THREAD_OPTION_REALTIME_PRIORITY | ZOV_OSAPI_THREAD_OPTION_CANCEL_ASYNCHRONOUS;
+    ZOVOsapiCpuBitmap cpus = {};
+    cpus.word[0] = 1;
+    cpus.count = 1;
+    return run_and_delete(ZOVOsapiThread_new("worker", 5, kOptions, 20000, &cpus, run, &g_ran));
 }
 
 alignas(16) char g_stack[65536];
@@ -133,226 +126,147 @@ std::string joinable()
     return result;
 }
 
-std::string os_failure_of(const char *function, const std::string &details = "")
+/** A line of the creation about the platform function that failed. */
+std::string os_line(const std::string &details = "")
 {
-    return os_failure(kInitialize, function, EPERM, details);
+    return kInitialize + ":" + kOs + details + "\n";
 }
 
-Lines give_failure(const char *function)
+/** The attribute of a thread, as a report tells it. */
+std::string attributes(int policy, int priority, std::size_t stack_size)
 {
-    return {os_failure("ZOVOsapiSemaphore_give", function), kInitialize + ":!give semaphore\n"};
-}
-
-/** What a caller of the creation under test adds to a report. */
-struct Caller
-{
-    Lines closing = {}; /**< when nothing is created */
-    Lines child = {};   /**< what the child reports in any case */
-    int blocks = 0;     /**< blocks that it has obtained itself, and semaphores among them */
-    int semaphores = 0;
-    std::string attributes; /**< as a failed pthread_create tells them */
-    const char *not_run = "not run";
-};
-
-std::string call(const char *function, int number)
-{
-    return std::string(function) + " " + std::to_string(number);
-}
-
-/** Every step of the creation of a thread. */
-Faults creation_faults(const Caller &caller, Faults faults)
-{
-    const Lines closing = Lines{kInitialize + ":!create child\n",
-                                "ZOVOsapiThread_newWithStack:!create initialize\n"} +
-                          caller.closing;
-    const auto fails = [&](const Lines &lines, int leaks = 0) {
-        return Expected{"null", lines + closing, leaks};
-    };
-    const auto goes_on = [&](const std::string &line) {
-        return Expected{"ran", Lines{line} + caller.child};
-    };
-    const auto without_semaphore = [&](const Lines &lines, int leaks) {
-        return fails(lines + Lines{"ZOVOsapiThreadChild_new:!create semaphore\n"}, leaks);
-    };
-    const auto without_part = [&](const char *function) {
-        return without_semaphore({os_failure("ZOVOsapiSemaphore_new", function)}, 1);
-    };
-    const int block = caller.blocks;
-    const int semaphore = caller.semaphores + 1;
-    const std::size_t child_size = sizeof(ZOVOsapiThreadChild);
-    faults.insert({
-        {call("calloc", block + 1),
-         {{"null", no_memory(kAllocate, sizeof(ZOVOsapiThread)) + caller.closing}}},
-        {call("calloc", block + 2),
-         fails(no_memory(kAllocate, child_size) + Lines{"ZOVOsapiThreadChild_new:!malloc " +
-                                                        std::to_string(child_size) + " bytes\n"})},
-        {call("calloc", block + 3),
-         without_semaphore(no_memory(kAllocate, sizeof(ZOVOsapiSemaphore)), 0)},
-        {call("pthread_mutex_init", semaphore), without_part("pthread_mutex_init")},
-        {call("pthread_condattr_init", semaphore), without_part("pthread_condattr_init")},
-        {call("pthread_condattr_setclock", semaphore), without_part("pthread_condattr_setclock")},
-        {"pthread_cond_init", unnoticed},
-        {"pthread_attr_init 1", fails({os_failure_of("pthread_attr_init")})},
-        {"pthread_attr_getschedpolicy 1", goes_on(os_failure_of("pthread_attr_getschedpolicy"))},
-        {"pthread_attr_setschedpolicy 1",
-         goes_on(os_failure_of("pthread_attr_setschedpolicy", ", thread policy 0"))},
-        {"pthread_attr_getschedparam 1", goes_on(os_failure_of("pthread_attr_getschedparam"))},
-        {"pthread_attr_setschedparam 1",
-         goes_on(os_failure_of("pthread_attr_setschedparam", ", thread priority 0"))},
-        {"pthread_attr_setinheritsched 1",
-         fails({os_failure_of("pthread_attr_setinheritsched",
-                              ", thread inherit sched PTHREAD_EXPLICIT_SCHED")})},
-        {"pthread_attr_setdetachstate 1", goes_on(os_failure_of("pthread_attr_setdetachstate"))},
-        {"pthread_create 1", fails({os_failure_of("pthread_create", caller.attributes)})},
-        // The thread exists and waits for what it will not be given: it keeps its record.
-        {"pthread_mutex_lock 1", fails(give_failure("pthread_mutex_lock"), 2)},
-        {"pthread_cond_signal 1", fails(give_failure("pthread_cond_signal"), 2)},
-        {"pthread_mutex_unlock 1", fails(give_failure("pthread_mutex_unlock"), 2)},
-        {"child pthread_getschedparam 1",
-         {{caller.not_run, {os_failure(kOnSpawned, "pthread_getschedparam")}}}},
-        {"child pthread_setcancelstate", unnoticed},
-        {"child pthread_sigmask 1",
-         {{"ran", caller.child + Lines{warning(kOnSpawned + ":!signal blocking failed\n")}}}},
-        {"child pthread_mutex_destroy 1",
-         {{"ran", caller.child + Lines{"ZOVOsapiSemaphore_delete:!delete mutex\n"}, 1}}},
-        {"child pthread_cond_destroy 1",
-         {{"ran", caller.child + Lines{"ZOVOsapiSemaphore_delete:!delete condition\n"}, 1}}},
-    });
-    for (const char *function : {"pthread_mutex_lock", "pthread_mutex_unlock"})
-        faults["child " + std::string(function) + " 1"] =
-            Expected{caller.not_run,
-                     caller.child + Lines{os_failure("ZOVOsapiSemaphore_take", function),
-                                          kOnSpawned + ":!take semaphore\n"},
-                     2};
-    return faults;
+    return ", attr sched policy " + std::to_string(policy) + ", schedparam priority " +
+           std::to_string(priority) + ", inheritsched 1, detach state 1, scope 0, stack size " +
+           std::to_string(stack_size);
 }
 
 class ThreadFaults : public testing::Test
 {
-protected:
-    ThreadFaults() { ZOVOsapiHeap_free(ZOVOsapiHeap_malloc(1)); } // reads the limit
-
-    /** The attribute of default threads, as a report tells it. */
-    static std::string attributes()
-    {
-        pthread_attr_t defaults;
-        std::size_t size = 0;
-        pthread_attr_init(&defaults);
-        pthread_attr_getstacksize(&defaults, &size);
-        pthread_attr_destroy(&defaults);
-        return attributes(0, 0, size);
-    }
-    static std::string attributes(int policy, int priority, std::size_t stack_size)
-    {
-        return ", attr sched policy " + std::to_string(policy) + ", schedparam priority " +
-               std::to_string(priority) + ", inheritsched 1, detach state 1, scope 0, stack size " +
-               std::to_string(stack_size);
-    }
-
 private:
     Replacement<decltype(test::instead::pthread_create)> m_create{test::instead::pthread_create,
                                                                   create_behind_gate};
 };
 
-TEST_F(ThreadFaults, OfCreationWithDefaults)
-{
-    test::for_each_fault(with_defaults, {"ran"}, creation_faults({.attributes = attributes()}, {}));
-}
-
-TEST_F(ThreadFaults, OfCreationWithEverything)
+TEST_F(ThreadFaults, OfEveryCallOfACreation)
 {
     const Replacement affinity(test::instead::pthread_setaffinity_np, &grant_affinity);
     const Lines child = {kOnSpawned + ":!unable to set realtime scheduling policy\n",
                          kOnSpawned + ":!unable to set sched_priority\n"};
+    const auto fails = [](const Lines &lines, int leaks = 0) {
+        const Lines closing = {kInitialize + ":!create child\n",
+                               "ZOVOsapiThread_newWithStack:!create initialize\n"};
+        return Expected{"null", lines + closing, leaks};
+    };
     const auto goes_on = [&](const Lines &lines) { return Expected{"ran", lines + child}; };
-    const std::string no_policy = os_failure_of("pthread_attr_setschedpolicy", ", thread policy 1");
+    const auto ends = [&](const std::string &line, int leaks) {
+        return Expected{"ran", child + Lines{line}, leaks};
+    };
+    const std::string no_semaphore = "ZOVOsapiThreadChild_new:!create semaphore\n";
+    const Expected no_part = fails({"ZOVOsapiSemaphore_new:" + kOs + "\n", no_semaphore}, 1);
+    // The thread exists and waits for what it will not be given: it keeps its record.
+    const Expected not_given =
+        fails({"ZOVOsapiSemaphore_give:" + kOs + "\n", kInitialize + ":!give semaphore\n"}, 2);
+    const Lines no_take = {"ZOVOsapiSemaphore_take:" + kOs + "\n",
+                           kOnSpawned + ":!take semaphore\n"};
+    const Expected not_taken = {"not run", child + no_take, 2};
+    const std::size_t child_size = sizeof(ZOVOsapiThreadChild);
+    const Lines no_child =
+        no_memory(kAllocate, child_size) +
+        Lines{"ZOVOsapiThreadChild_new:!malloc " + std::to_string(child_size) + " bytes\n"};
+    const std::string inherit = ", thread inherit sched PTHREAD_EXPLICIT_SCHED";
+    const std::string priority = ", thread priority 5";
+    const std::string no_signals = warning(kOnSpawned + ":!signal blocking failed\n");
     test::for_each_fault(
         with_everything, {"ran", child},
-        creation_faults(
-            {.child = child, .attributes = attributes(1, 5, 20480)},
-            {
-                {"pthread_attr_setscope 1", goes_on({os_failure_of("pthread_attr_setscope")})},
-                // Without the policy the platform has no such priority.
-                {"pthread_attr_setschedpolicy 2",
-                 goes_on({no_policy, os_failure(kInitialize, "pthread_attr_setschedparam", EINVAL,
-                                                ", thread priority 5")})},
-                {"pthread_attr_setschedparam 2",
-                 goes_on({os_failure_of("pthread_attr_setschedparam", ", thread priority 5")})},
-                {"pthread_attr_setstacksize 1",
-                 goes_on(
-                     {os_failure_of("pthread_attr_setstacksize", ", thread stack size 20480")})},
-                {"pthread_setaffinity_np 1",
-                 goes_on({os_failure_of("pthread_setaffinity_np", ", thread cpuset 0")})},
-                {"pthread_setname_np 1", unnoticed},
-                {"child pthread_setcanceltype 1", unnoticed},
-            }));
+        {
+            {"calloc 1", {{"null", no_memory(kAllocate, sizeof(ZOVOsapiThread))}}},
+            {"calloc 2", fails(no_child)},
+            {"calloc 3",
+             fails(no_memory(kAllocate, sizeof(ZOVOsapiSemaphore)) + Lines{no_semaphore})},
+            {"pthread_mutex_init 1", no_part},
+            {"pthread_condattr_init 1", no_part},
+            {"pthread_condattr_setclock 1", no_part},
+            {"pthread_cond_init", unnoticed},
+            {"pthread_attr_init 1", fails({os_line()})},
+            {"pthread_attr_getschedpolicy 1", goes_on({os_line()})},
+            {"pthread_attr_setschedpolicy 1", goes_on({os_line(", thread policy 0")})},
+            {"pthread_attr_getschedparam 1", goes_on({os_line()})},
+            {"pthread_attr_setschedparam 1", goes_on({os_line(", thread priority 0")})},
+            {"pthread_attr_setinheritsched 1", fails({os_line(inherit)})},
+            {"pthread_attr_setdetachstate 1", goes_on({os_line()})},
+            {"pthread_attr_setscope 1", goes_on({os_line()})},
+            // Without the policy the platform has no such priority.
+            {"pthread_attr_setschedpolicy 2",
+             goes_on({os_line(", thread policy 1"),
+                      os_failure(kInitialize, "pthread_attr_setschedparam", EINVAL, priority)})},
+            {"pthread_attr_setschedparam 2", goes_on({os_line(priority)})},
+            {"pthread_attr_setstacksize 1", goes_on({os_line(", thread stack size 20480")})},
+            {"pthread_create 1", fails({os_line(attributes(1, 5, 20480))})},
+            {"pthread_setaffinity_np 1", goes_on({os_line(", thread cpuset 0")})},
+            {"pthread_setname_np 1", unnoticed},
+            {"pthread_mutex_lock 1", not_given},
+            {"pthread_cond_signal 1", not_given},
+            {"pthread_mutex_unlock 1", not_given},
+            {"child pthread_getschedparam 1", {{"not run", {kOnSpawned + ":" + kOs + "\n"}}}},
+            {"child pthread_setcancelstate", unnoticed},
+            {"child pthread_setcanceltype 1", unnoticed},
+            {"child pthread_sigmask 1", ends(no_signals, 0)},
+            {"child pthread_mutex_lock 1", not_taken},
+            {"child pthread_mutex_unlock 1", not_taken},
+            {"child pthread_mutex_destroy 1", ends("ZOVOsapiSemaphore_delete:!delete mutex\n", 1)},
+            {"child pthread_cond_destroy 1",
+             ends("ZOVOsapiSemaphore_delete:!delete condition\n", 1)},
+        });
 }
 
-TEST_F(ThreadFaults, OfCreationOnASuppliedStack)
+TEST_F(ThreadFaults, OfASuppliedStack)
 {
     char details[64];
     std::snprintf(details, sizeof details, ", thread stack %p of size %zu",
                   static_cast<void *>(g_stack), sizeof g_stack);
-    test::for_each_fault(
-        with_stack, {"ran"},
-        creation_faults(
-            {.attributes = attributes(0, 0, sizeof g_stack)},
-            {{"pthread_attr_setstack 1",
-              {{"null",
-                {os_failure_of("pthread_attr_setstack", details), kInitialize + ":!create child\n",
-                 "ZOVOsapiThread_newWithStack:!create initialize\n"}}}}}));
+    const Lines lines = {os_line(details), kInitialize + ":!create child\n",
+                         "ZOVOsapiThread_newWithStack:!create initialize\n"};
+    test::for_these_faults(with_stack, {"ran"}, {{"pthread_attr_setstack 1", {{"null", lines}}}});
 }
 
 TEST_F(ThreadFaults, OfJoinableThreads)
 {
     const std::string context = "ZOVOsapiJoinableThread_";
     const Lines closing = {context + "new:!create init failure\n"};
-    const auto without_semaphore = [&](const Lines &lines, int leaks) {
-        return Expected{"null", lines + Lines{context + "new:!create exit semaphore\n"} + closing,
-                        leaks};
+    const auto fails = [&](const Lines &lines, const char *noun, int leaks) {
+        return Expected{"null", lines + Lines{context + "new:" + noun + "\n"} + closing, leaks};
     };
-    const auto without_part = [&](const char *function) {
-        return without_semaphore({os_failure("ZOVOsapiSemaphore_new", function)}, 1);
+    const Expected no_part =
+        fails({"ZOVOsapiSemaphore_new:" + kOs + "\n"}, "!create exit semaphore", 1);
+    const auto not_given = [&](const char *result) {
+        const Lines lines = {"ZOVOsapiSemaphore_give:" + kOs + "\n",
+                             context + "spawnMethodWithTermination:!give mutex\n"};
+        return Expected{result, lines};
     };
-    const auto without_give = [&](const char *function, const char *result) {
-        return Expected{result,
-                        {os_failure("ZOVOsapiSemaphore_give", function),
-                         context + "spawnMethodWithTermination:!give mutex\n"}};
-    };
-    const auto without_take = [&](const char *function) {
-        return Expected{
-            "ran",
-            {os_failure("ZOVOsapiSemaphore_take", function), context + "finalize:!take mutex\n"}};
-    };
+    const Expected not_taken = {
+        "ran", {"ZOVOsapiSemaphore_take:" + kOs + "\n", context + "finalize:!take mutex\n"}};
     const std::size_t size = sizeof(ZOVOsapiJoinableThread);
-    test::for_each_fault(
+    const Lines no_record = no_memory(kAllocate, size) +
+                            Lines{context + "new:!malloc " + std::to_string(size) + " bytes\n"};
+    const Lines no_semaphore = no_memory(kAllocate, sizeof(ZOVOsapiSemaphore));
+    const Lines no_thread = no_memory(kAllocate, sizeof(ZOVOsapiThread));
+    test::for_these_faults(
         joinable, {"ran"},
-        creation_faults(
-            {.closing = Lines{context + "new:!create init _thread\n"} + closing,
-             .blocks = 2,
-             .semaphores = 1,
-             .attributes = attributes(),
-             // Whoever deletes such a thread waits for ever.
-             .not_run = "not run, nothing to wait for"},
-            {
-                {"calloc 1",
-                 {{"null", no_memory(kAllocate, size) + Lines{context + "new:!malloc " +
-                                                              std::to_string(size) + " bytes\n"}}}},
-                {"calloc 2", without_semaphore(no_memory(kAllocate, sizeof(ZOVOsapiSemaphore)), 0)},
-                {"pthread_mutex_init 1", without_part("pthread_mutex_init")},
-                {"pthread_condattr_init 1", without_part("pthread_condattr_init")},
-                {"pthread_condattr_setclock 1", without_part("pthread_condattr_setclock")},
-                {"child pthread_mutex_lock 2",
-                 without_give("pthread_mutex_lock", "ran, nothing to wait for")},
-                {"child pthread_cond_signal 1", without_give("pthread_cond_signal", "ran")},
-                {"child pthread_mutex_unlock 2", without_give("pthread_mutex_unlock", "ran")},
-                {"pthread_mutex_lock 2", without_take("pthread_mutex_lock")},
-                {"pthread_mutex_unlock 2", without_take("pthread_mutex_unlock")},
-                {"pthread_mutex_destroy 1",
-                 {{"ran", {"ZOVOsapiSemaphore_delete:!delete mutex\n"}, 1}}},
-                {"pthread_cond_destroy 1",
-                 {{"ran", {"ZOVOsapiSemaphore_delete:!delete condition\n"}, 1}}},
-            }));
+        {
+            {"calloc 1", {{"null", no_record}}},
+            {"calloc 2", fails(no_semaphore, "!create exit semaphore", 0)},
+            {"pthread_mutex_init 1", no_part},
+            {"calloc 3", fails(no_thread, "!create init _thread", 0)},
+            // Whoever deletes such a thread waits for ever.
+            {"child pthread_getschedparam 1",
+             {{"not run, nothing to wait for", {kOnSpawned + ":" + kOs + "\n"}}}},
+            {"child pthread_mutex_lock 2", not_given("ran, nothing to wait for")},
+            {"child pthread_cond_signal 1", not_given("ran")},
+            {"child pthread_mutex_unlock 2", not_given("ran")},
+            {"pthread_mutex_lock 2", not_taken},
+            {"pthread_mutex_unlock 2", not_taken},
+            {"pthread_mutex_destroy 1", {{"ran", {"ZOVOsapiSemaphore_delete:!delete mutex\n"}, 1}}},
+        });
 }
 
 // In place, the creation ends its report itself.
@@ -363,8 +277,14 @@ TEST_F(ThreadFaults, OfInitializationInPlace)
     ZOVOsapiThread thread = {};
     EXPECT_FALSE(
         ZOVOsapiThread_initialize(&thread, nullptr, kDefaultPriority, 0, -1, nullptr, run, &g_ran));
-    EXPECT_EQ(capture.lines(), Lines({os_failure_of("pthread_create", attributes()),
-                                      kInitialize + ":!create child\n"}));
+    pthread_attr_t defaults;
+    std::size_t size = 0;
+    pthread_attr_init(&defaults);
+    pthread_attr_getstacksize(&defaults, &size);
+    pthread_attr_destroy(&defaults);
+    const std::string line =
+        os_failure(kInitialize, "pthread_create", EPERM, attributes(0, 0, size));
+    EXPECT_EQ(capture.lines(), Lines({line, kInitialize + ":!create child\n"}));
     EXPECT_EQ(test::live_blocks(), 0u);
 }
 

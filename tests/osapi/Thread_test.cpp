@@ -1,7 +1,6 @@
 #include "osapi/Thread.h"
 #include "osapi/heap.h"
 #include "tests/support/LogCapture.hpp"
-#include "tests/support/Servers.hpp"
 
 #include <algorithm>
 #include <array>
@@ -16,7 +15,6 @@
 #include <thread>
 #include <unistd.h>
 
-using test::eventually;
 using test::Lines;
 using test::LogCapture;
 using Bitmap = ZOVOsapiCpuBitmap;
@@ -27,11 +25,6 @@ constexpr std::int32_t kDefault = ZOV_OSAPI_THREAD_PRIORITY_DEFAULT;
 constexpr std::uint32_t kRealtime = ZOV_OSAPI_THREAD_OPTION_REALTIME_PRIORITY;
 constexpr std::uint32_t kCancel = ZOV_OSAPI_THREAD_OPTION_CANCEL_ASYNCHRONOUS;
 constexpr std::int32_t kOwnStackSize = 1 << 20;
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr int kStarts = 20000;
-#else
-constexpr int kStarts = 100000;
-#endif
 #if defined(__SANITIZE_THREAD__)
 constexpr std::size_t kSmallestStack = 1 << 20; // the sanitizer enlarges what is below
 #else
@@ -129,35 +122,6 @@ TEST(Thread, RoundsStackSizesUp)
         EXPECT_TRUE(run({.stack_size = asked_for}, [&seen] { seen = own_stack().size; }));
         EXPECT_TRUE(seen == expected || expected < kSmallestStack) << asked_for << ": " << seen;
     }
-}
-
-TEST(Thread, StartsByTheThousandLeaveNothingBehind)
-{
-    // On one CPU a handover costs no wake-up.
-    const cpu_set_t all = own_cpus();
-    cpu_set_t one;
-    CPU_ZERO(&one);
-    CPU_SET(sched_getcpu(), &one);
-    pthread_setaffinity_np(pthread_self(), sizeof one, &one);
-    sem_t started;
-    sem_init(&started, 0, 0);
-    const auto post = [](void *semaphore) -> void * {
-        sem_post(static_cast<sem_t *>(semaphore));
-        return nullptr;
-    };
-    const std::int64_t blocks = ZOVOsapiHeap_g_allocCount;
-    for (int i = 0; i < kStarts; ++i) {
-        ZOVOsapiThread *thread =
-            ZOVOsapiThread_new("test", kDefault, 0, 65536, nullptr, post, &started);
-        ASSERT_NE(thread, nullptr);
-        sem_wait(&started);
-        // The function runs, so the start semaphore and the record of the start are gone.
-        ASSERT_EQ(ZOVOsapiHeap_g_allocCount, blocks + 1);
-        ZOVOsapiThread_delete(thread);
-    }
-    EXPECT_EQ(ZOVOsapiHeap_g_allocCount, blocks);
-    sem_destroy(&started);
-    pthread_setaffinity_np(pthread_self(), sizeof all, &all);
 }
 
 TEST(Thread, DeletingAJoinableOneWaitsForItsFunction)
@@ -261,35 +225,15 @@ TEST(Thread, HasItsNameAndBlocksEverySignalButTheInterrupt)
     }
 }
 
-std::atomic<bool> g_is_running = false;
-
-/** Has no point where a thread would be cancelled, unless that is at any point. */
-[[gnu::no_sanitize("thread", "address")]] void *spin_for_ever(void *key)
+TEST(Thread, CanBeCancelledAnywhereOnlyWhenAskedFor)
 {
-    pthread_setspecific(*static_cast<pthread_key_t *>(key), key);
-    g_is_running = true;
-    for (;;)
-        asm volatile("" ::: "memory");
-}
-
-TEST(Thread, CanBeCancelledAnywhereWhenAskedFor)
-{
-    static sem_t ended;
-    sem_init(&ended, 0, 0);
-    pthread_key_t key;
-    pthread_key_create(&key, [](void *) { sem_post(&ended); });
-    g_is_running = false;
-    ZOVOsapiThread *thread =
-        ZOVOsapiThread_new("spin", kDefault, kCancel, -1, nullptr, spin_for_ever, &key);
-    ASSERT_NE(thread, nullptr);
-    ASSERT_TRUE(eventually([] { return g_is_running.load(); }));
-    EXPECT_EQ(pthread_cancel(thread->handle), 0);
-    sem_wait(&ended);
-    pthread_key_delete(key);
-    ZOVOsapiThread_delete(thread);
-    int type = -1;
-    ASSERT_TRUE(run({}, [&type] { pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, &type); }));
-    EXPECT_EQ(type, PTHREAD_CANCEL_DEFERRED);
+    for (const auto &[options, expected] : {std::pair{0u, PTHREAD_CANCEL_DEFERRED},
+                                            std::pair{kCancel, PTHREAD_CANCEL_ASYNCHRONOUS}}) {
+        int type = -1;
+        ASSERT_TRUE(run({.options = options},
+                        [&type] { pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, &type); }));
+        EXPECT_EQ(type, expected);
+    }
 }
 
 TEST(Thread, OneThatIsCancelledAtOnceLeavesNothingBehind)
@@ -336,9 +280,7 @@ TEST(Thread, MapsPrioritiesBothWays)
     constexpr std::int32_t kUntouched = 12345;
     struct Case
     {
-        std::int32_t priority;
-        std::int32_t min;
-        std::int32_t max;
+        std::int32_t priority, min, max;
         std::uint32_t options;
         std::int32_t result;
         bool ok = true;
@@ -396,24 +338,6 @@ TEST(Thread, TellsWhoItIsAndWhereItMayRun)
               (Lines{"ZOVOsapiThread_logCpuAffinity:thread 'me' (" + std::to_string(gettid()) +
                          ") affinity: using CPUs " + text_of(own_cpus()) + "\n",
                      "ZOVOsapiThread_initializeWithStack:spawning thread\n"}));
-}
-
-TEST(Thread, HasItsOwnStorage)
-{
-    void *factory = ZOVOsapiThread_createTssFactory();
-    ASSERT_NE(factory, nullptr);
-    pthread_key_t key;
-    ASSERT_TRUE(ZOVOsapiThread_createKey(&key, factory));
-    EXPECT_TRUE(ZOVOsapiThread_setTss(key, &key));
-    ASSERT_TRUE(run({}, [&] {
-        EXPECT_EQ(ZOVOsapiThread_getTss(key), nullptr);
-        EXPECT_TRUE(ZOVOsapiThread_setTss(key, factory));
-        EXPECT_EQ(ZOVOsapiThread_getTss(key), factory);
-    }));
-    EXPECT_EQ(ZOVOsapiThread_getTss(key), &key);
-    EXPECT_TRUE(ZOVOsapiThread_deleteKey(factory, key));
-    EXPECT_FALSE(ZOVOsapiThread_setTss(key, &key));
-    ZOVOsapiThread_deleteTssFactory(factory);
 }
 
 TEST(GlobalLock, Excludes)

@@ -51,9 +51,6 @@ std::array<int, kPlaces> g_calls;
 std::set<void *> g_live;
 std::map<void *, void *> g_shifted; // by what the caller has, what the platform has
 
-int g_scenarios = 0;
-int g_faults = 0;
-
 class Lock
 {
 public:
@@ -278,14 +275,6 @@ namespace {
 /** What is left over stays reachable to the very end, for whoever looks for leaks then. */
 std::vector<void *> &g_left_over = *new std::vector<void *>;
 
-std::vector<int> g_levels;
-
-void note_level(int level)
-{
-    const Lock lock;
-    g_levels.push_back(level);
-}
-
 /** Threads of the scenario may still be about to free: together they get some seconds. */
 int blocks_left(int expected)
 {
@@ -311,8 +300,6 @@ void run(const std::function<std::string()> &scenario, const std::string &call,
 {
     LogCapture capture;
     capture.set_levels(0x3);
-    ZOVLog_setLogLevel = note_level;
-    g_levels.clear();
     const int64_t count = ZOVOsapiHeap_g_allocCount;
     Expected outcome;
     {
@@ -322,31 +309,26 @@ void run(const std::function<std::string()> &scenario, const std::string &call,
     }
     EXPECT_EQ(ZOVOsapiHeap_g_allocCount, count + outcome.leaks) << call;
     ZOVOsapiHeap_g_allocCount = count;
-    outcome.lines = capture.lines();
-    for (std::size_t i = 0; i < outcome.lines.size() && i < g_levels.size(); ++i)
-        if (g_levels[i] == 2)
-            outcome.lines[i] = warning(outcome.lines[i]);
+    outcome.lines = capture.take();
     EXPECT_EQ(printed(outcome), printed(expected)) << (call.empty() ? "without a fault" : call);
 }
 
-class Report : public testing::Environment
+/** With the failed function, by its name in the source, for kOs. */
+Expected spelled_out(Expected expected, const std::string &function)
 {
-public:
-    void TearDown() override
-    {
-        if (g_scenarios > 0)
-            std::printf("faults: %d scenarios, %d faults\n", g_scenarios, g_faults);
-    }
-};
+    const std::string failure =
+        os_failure("", function.substr(function.rfind(' ') + 1)).substr(1); // without the colon
+    for (std::string &line : expected.lines)
+        if (const std::size_t at = line.find(kOs); at != std::string::npos)
+            line.replace(at, kOs.size(), failure, 0, failure.size() - 1);
+    return expected;
+}
 
-[[maybe_unused]] const auto *const g_report = testing::AddGlobalTestEnvironment(new Report);
-
-} // namespace
-
-void for_each_fault(const std::function<std::string()> &scenario, const Expected &clean,
-                    const Faults &faults)
+/** The faults of the calls that the scenario makes, or of those that are named. */
+void run_all(const std::function<std::string()> &scenario, const Expected &clean,
+             const Faults &faults, bool of_every_call)
 {
-    g_scenarios += 1;
+    ZOVOsapiHeap_free(ZOVOsapiHeap_malloc(1)); // reads the heap's limit, so that no scenario does
     run(scenario, "", clean);
     const std::array<int, kPlaces> calls = g_calls;
     std::set<std::string> used;
@@ -359,19 +341,38 @@ void for_each_fault(const std::function<std::string()> &scenario, const Expected
             if (expected == faults.end())
                 expected = faults.find(name_of(place));
             if (expected == faults.end()) {
-                ADD_FAILURE() << "nothing is expected of " << call;
-                run(scenario, call, {});
+                EXPECT_FALSE(of_every_call) << "nothing is expected of " << call;
+                if (of_every_call)
+                    run(scenario, call, {});
                 continue;
             }
             used.insert(expected->first);
             if (expected->second && expected->second->result == infallible.result)
                 continue;
-            run(scenario, call, expected->second.value_or(clean));
-            g_faults += 1;
+            run(scenario, call, spelled_out(expected->second.value_or(clean), name_of(place)));
         }
     }
     for (const auto &[call, expected] : faults)
         EXPECT_TRUE(used.contains(call)) << call << " was never made";
+}
+
+} // namespace
+
+void for_each_fault(const std::function<std::string()> &scenario, const Expected &clean,
+                    const Faults &faults)
+{
+    run_all(scenario, clean, faults, true);
+}
+
+void for_these_faults(const std::function<std::string()> &scenario, const Expected &clean,
+                      const Faults &faults)
+{
+    run_all(scenario, clean, faults, false);
+}
+
+std::string text_of(ZOVBool result)
+{
+    return result != 0 ? "true" : "false";
 }
 
 std::string warning(const std::string &line)

@@ -5,7 +5,7 @@
  * "calloc 2"; calls of other threads than the scenario's own are counted apart: "child calloc 1".
  *
  *     test::for_each_fault(makeAndDelete, {"made"},
- *                          {{"calloc 1", {"null", {"Thing_new:!malloc\n"}}},
+ *                          {{"calloc 1", {{"null", {"Thing_new:!malloc\n"}}}},
  *                           {"pthread_cond_init", test::unnoticed}});
  */
 #ifndef TESTS_SUPPORT_FAULTS_HPP
@@ -95,9 +95,13 @@ public:
 struct Expected
 {
     std::string result; /**< what it returned */
-    Lines lines = {};   /**< exceptions and warnings of all threads, in order */
-    int leaks = 0;      /**< blocks that stay behind by contract */
+    /** Exceptions and warnings of all threads, in order; kOs is what is said of the failed call. */
+    Lines lines = {};
+    int leaks = 0; /**< blocks that stay behind by contract */
 };
+
+/** In an expected line: "OS function() failure, error ...", of the function that failed. */
+inline const std::string kOs = "OS()";
 
 /** By the name of a call, or by that of a function for all its calls not named themselves. */
 using Faults = std::map<std::string, std::optional<Expected>>;
@@ -113,6 +117,12 @@ inline const Expected infallible = {"infallible"};
  */
 void for_each_fault(const std::function<std::string()> &scenario, const Expected &clean,
                     const Faults &faults);
+/** The same with these calls alone, of a scenario whose other calls another one has. */
+void for_these_faults(const std::function<std::string()> &scenario, const Expected &clean,
+                      const Faults &faults);
+
+/** What a scenario says of an operation's result. */
+std::string text_of(ZOVBool result);
 
 /** A line as a warning; the other lines are exceptions. */
 std::string warning(const std::string &line);

@@ -16,12 +16,15 @@ namespace {
 
 std::mutex g_mutex;
 Lines g_lines;
+std::vector<bool> g_are_warnings;
+thread_local int t_level = 0;
 
 void capture(const char *message)
 {
     const Aside aside; // the lock below is no call of what is tested
     const std::lock_guard lock(g_mutex);
     g_lines.emplace_back(message);
+    g_are_warnings.push_back(std::exchange(t_level, 0) == 2);
 }
 
 struct Masks
@@ -56,6 +59,7 @@ LogCapture::LogCapture() : m_saved(new Saved)
     clear();
     ZOVLog_onMessage = capture;
     ZOVLog_onMessageDebug = capture;
+    ZOVLog_setLogLevel = [](int level) { t_level = level; };
 }
 
 LogCapture::~LogCapture()
@@ -79,6 +83,18 @@ void LogCapture::clear()
 {
     const std::lock_guard lock(g_mutex);
     g_lines.clear();
+    g_are_warnings.clear();
+}
+
+Lines LogCapture::take()
+{
+    const std::lock_guard lock(g_mutex);
+    Lines lines;
+    for (std::size_t i = 0; i < g_lines.size(); ++i)
+        lines.push_back(g_are_warnings[i] ? warning(g_lines[i]) : g_lines[i]);
+    g_lines.clear();
+    g_are_warnings.clear();
+    return lines;
 }
 
 void LogCapture::set_levels(uint32_t instrumentation)

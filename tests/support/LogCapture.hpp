@@ -21,6 +21,8 @@ public:
 
     [[nodiscard]] std::vector<std::string> lines() const;
     void clear();
+    /** The lines since the last call. One that was announced as a warning says so: "(warning) ". */
+    std::vector<std::string> take();
 
     /** Masks of all modules; restored with the rest. */
     void set_levels(std::uint32_t instrumentation);
