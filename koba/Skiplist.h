@@ -68,7 +68,7 @@ struct KOBASkiplist
 };
 typedef struct KOBASkiplist KOBASkiplist;
 
-/** A maximum level for a number of nodes: its logarithm; 31 when there is no telling. */
+/** A maximum level for a number of nodes: its logarithm, rounded up, at least 1; 31 for none. */
 int32_t KOBASkiplist_getOptimumMaximumLevel(int32_t expectedCount);
 
 /**

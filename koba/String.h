@@ -26,7 +26,7 @@ ZOV_BEGIN_DECLARATIONS
 /** The blanks of one level of indentation: 3. */
 extern const int32_t KOBA_STRING_INDENT_AMOUNT;
 
-/** strcmp. */
+/** strcmp, which takes bytes as unsigned: one of 0x80 or above sorts behind ASCII here. */
 int32_t KOBAString_compare(const char *a, const char *b) ZOV_NONNULL();
 
 /**
@@ -113,7 +113,7 @@ const char *KOBAString_getLastToken(const char *s, char delim) ZOV_NONNULL();
 /** Counts tokens; a delimiter at the end starts no further one. 0 for a null or empty text. */
 int32_t KOBAString_getTokenCount(const char *s, char delim);
 
-/** Print through the log's debug output: blanks, levels of three blanks, bytes as "0x0A0B". */
+/** Print through the log's debug output: blanks, levels of three blanks, bytes as "0x0a0b". */
 void KOBAString_printSpace(int32_t n);
 void KOBAString_printIndent(int32_t level);
 void KOBAString_printBytes(const void *bytes, int32_t n);
@@ -259,8 +259,8 @@ ZOVBool KOBAString_isSQLNumericRelationshipIntersect(const struct KOBASQLExpress
  *
  * @param params parameters of the second filter; the first has none.
  *
- * @return FALSE only when they provably cannot. TRUE, after its report, for a filter that cannot be
- * read.
+ * @return FALSE only when they provably cannot, but for the oddities of KOBAString_isCommonPattern.
+ * TRUE, after its report, for a filter that cannot be read.
  */
 ZOVBool KOBAString_hasIntersectingFilter(const char *f1, const char *f2, char delim,
                                          const char *params) ZOV_NONNULL(1, 2);

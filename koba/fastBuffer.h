@@ -34,7 +34,8 @@ struct KOBAFastBufferPoolGrowth
     /** The most buffers that the pool may own; negative: no limit but INT32_MAX. The last growth
      * takes all that is left rather than leave little. */
     int32_t maximal;
-    /** The most buffers of one growth; negative: no limit; 0: no growth, and maximal is initial. */
+    /** The most buffers of one growth but the last; negative: no limit; 0: no growth, and maximal
+     * is initial. */
     int32_t increment;
 };
 
@@ -73,7 +74,8 @@ typedef void (*KOBAFastBufferFinalizeFcn)(void *buffer, void *parameter);
  * @param bufferAlignment     a power of two.
  * @param bufferInitializeFnc called on every new buffer, in the order of addresses; may be null.
  * Not together with zeroBufferContent.
- * @param bufferFinalizeFnc   called on every buffer in the pool when it is deleted; may be null.
+ * @param bufferFinalizeFnc   called on every buffer in the pool when it is deleted, and, last
+ * first, on those that were made ready in a growth in which another one could not be; may be null.
  *
  * Errors: null. "!precondition: ...\n" with the condition and then the log's assertion hook, or
  * "!create fast buffer pool\n", "!create mutex\n", "!create fast buffer pool buffers\n" behind
