@@ -44,7 +44,8 @@ ZOVXMLObject *DDS_XMLHelper_get_child_by_name_and_tag(ZOVXMLObject *object, cons
 
 DDS_Boolean DDS_XMLHelper_is_parent_and_child(ZOVXMLObject *parent, ZOVXMLObject *child)
 {
-    return ZOVXMLObject_getParent(child) == parent; // the very same has the same name
+    const ZOVXMLObject *own = ZOVXMLObject_getParent(child);
+    return own != nullptr && own == parent; // the very same has the same name
 }
 
 const char *DDS_XMLHelper_get_qualified_base_name(ZOVXMLObject *object)

@@ -3,16 +3,18 @@
 #include "osapi/Stdio.h"
 #include "xml/append.hpp"
 
-#include <array>
+#include <algorithm>
 #include <charconv>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 
 namespace {
 
 using zov::xml::append;
 
 constexpr char kSpecial[] = "\"&'<>";
+constexpr std::size_t kLongestEntity = 6;
 
 /** The digits of a number. */
 class Digits
@@ -20,17 +22,18 @@ class Digits
 public:
     template <class Integer>
     explicit Digits(Integer value)
-        : m_end(std::to_chars(m_text.data(), m_text.data() + m_text.size(), value).ptr)
     {
+        m_end = std::to_chars(m_text, std::end(m_text), value).ptr;
     }
 
-    [[nodiscard]] std::string_view text() const { return {m_text.data(), m_end}; }
+    [[nodiscard]] std::string_view text() const { return {m_text, m_end}; }
 
 private:
-    std::array<char, 12> m_text;
+    char m_text[12];
     const char *m_end;
 };
 
+/** What stands for a special character; empty for another one. */
 constexpr std::string_view entity_of(char c)
 {
     switch (c) {
@@ -42,8 +45,10 @@ constexpr std::string_view entity_of(char c)
         return "&apos;";
     case '<':
         return "&lt;";
-    default:
+    case '>':
         return "&gt;";
+    default:
+        return {};
     }
 }
 
@@ -57,23 +62,58 @@ void close_inline(const char *name, ZOVXMLSaveContext *ctx)
     DDS_XMLHelper_save_tag(name, DDS_XML_TAG_CLOSE_INLINE, ctx);
 }
 
-void save_text(const char *name, std::string_view text, ZOVXMLSaveContext *ctx)
+char *put(char *to, std::string_view text)
 {
-    open_inline(name, ctx);
-    append(*ctx, {text});
-    close_inline(name, ctx);
+    std::memcpy(to, text.data(), text.size());
+    return to + text.size();
 }
 
-void save_escaped(const char *text, ZOVXMLSaveContext &context)
+char *put_escaped(char *to, std::string_view text)
+{
+    for (const char c : text) {
+        const std::string_view entity = entity_of(c);
+        if (entity.empty())
+            *to++ = c;
+        else
+            to = put(to, entity);
+    }
+    return to;
+}
+
+/** The same, one piece after the other. */
+void append_escaped(ZOVXMLSaveContext &context, std::string_view text)
 {
     for (;;) {
-        const std::size_t plain = std::strcspn(text, kSpecial);
-        zov::xml::append_characters(context, {text, plain});
-        if (text[plain] == '\0')
+        const std::size_t plain = std::min(text.find_first_of(kSpecial), text.size());
+        zov::xml::append_characters(context, text.substr(0, plain));
+        if (plain == text.size())
             return;
         append(context, {entity_of(text[plain])});
-        text += plain + 1;
+        text.remove_prefix(plain + 1);
     }
+}
+
+/** Writes an element, if possible at once. */
+void save_text(const char *name, std::string_view text, ZOVXMLSaveContext *ctx,
+               bool is_plain = true)
+{
+    const std::string_view tag = name;
+    const std::size_t blanks = std::size_t{ctx->depth} * zov::xml::kBlanksPerLevel;
+    const std::size_t most = text.size() * (is_plain ? 1 : kLongestEntity);
+    char *to = zov::xml::room_for(*ctx, blanks + 2 * tag.size() + std::strlen("<></>\n") + most);
+    if (to != nullptr) {
+        std::memset(to, ' ', blanks);
+        to = put(put(put(to + blanks, "<"), tag), ">");
+        to = is_plain ? put(to, text) : put_escaped(to, text);
+        zov::xml::end_at(*ctx, put(put(put(to, "</"), tag), ">\n"));
+        return;
+    }
+    open_inline(name, ctx);
+    if (is_plain)
+        append(*ctx, {text});
+    else
+        append_escaped(*ctx, text);
+    close_inline(name, ctx);
 }
 
 template <class Save>
@@ -168,13 +208,8 @@ void DDS_XMLHelper_save_string(const char *name, const char *text, ZOVXMLSaveCon
 {
     if (text == nullptr)
         return;
-    open_inline(name, ctx);
-    const std::size_t plain = std::strcspn(text, kSpecial);
-    if (text[plain] == '\0')
-        append(*ctx, {{text, plain}});
-    else
-        save_escaped(text, *ctx);
-    close_inline(name, ctx);
+    const std::string_view all = text;
+    save_text(name, all, ctx, std::strcspn(text, kSpecial) == all.size());
 }
 
 void DDS_XMLHelper_save_length(const char *name, DDS_Long value, ZOVXMLSaveContext *ctx)

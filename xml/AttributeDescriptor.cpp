@@ -4,7 +4,13 @@
 #include "xml/Utils.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
+
+static_assert(offsetof(ZOVXMLAttributeDescriptor, list) == 8);
+static_assert(offsetof(ZOVXMLAttributeDescriptor, valueIsOwned) == 16);
+static_assert(offsetof(ZOVXMLAttributeDescriptor, inlineList) == 24);
+static_assert(offsetof(ZOVXMLAttributeDescriptor, isInline) == 132);
 
 namespace {
 
@@ -48,7 +54,10 @@ bool grow_arrays(ZOVXMLAttributeDescriptor &descriptor, int32_t total)
         report_no_room(static_cast<std::size_t>(total), sizeof(ZOVBool));
         return false;
     }
-    if (ZOVOsapiHeap_reallocateArray(&list, slots, char *) == nullptr) {
+    // The type's name is part of heap snapshots.
+    // clang-format off
+    if (ZOVOsapiHeap_reallocateArray(&list, slots, char*) == nullptr) {
+        // clang-format on
         report_no_room(slots, sizeof(char *));
         if (!has_arrays)
             ZOVOsapiHeap_freeArray(flags);
@@ -72,10 +81,10 @@ bool put_expanded(ZOVXMLAttributeDescriptor &descriptor, int32_t index, const ch
 {
     char *copy = nullptr;
     const std::size_t length = std::strlen(value);
-    if (ZOVOsapiHeap_allocateString(&copy, std::max(length, std::size_t{ZOV_XML_EXPANDED_SIZE})) ==
-        nullptr) {
+    const std::size_t room = std::max(length, std::size_t{ZOV_XML_EXPANDED_SIZE});
+    if (ZOVOsapiHeap_allocateString(&copy, room) == nullptr) {
         XML_LOG_AS(Exception, kSubmoduleObject, kInitialize,
-                   ZOV_OSAPI_MEMORY_LOG_OUT_OF_HEAP_STRING_d, static_cast<int>(length));
+                   ZOV_OSAPI_MEMORY_LOG_OUT_OF_HEAP_STRING_d, static_cast<int>(room));
         return false;
     }
     std::memcpy(copy, value, length + 1);

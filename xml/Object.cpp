@@ -1,11 +1,17 @@
 #include "xml/Object.h"
 
-#include "koba/String.h"
 #include "osapi/Owned.hpp"
+#include "osapi/Stdio.h"
 #include "xml/Log.hpp"
 
+#include <cstddef>
 #include <cstring>
-#include <iterator>
+
+static_assert(offsetof(ZOVXMLObject, siblingOwner) == 0 && offsetof(ZOVXMLObject, sibling) == 8);
+static_assert(offsetof(ZOVXMLObject, state) == 24 && offsetof(ZOVXMLObject, name) == 40);
+static_assert(offsetof(ZOVXMLObject, isNotSaved) == 48 && offsetof(ZOVXMLObject, root) == 56);
+static_assert(offsetof(ZOVXMLObject, base) == 72);
+static_assert(offsetof(ZOVXMLObject, childrenByName) == 80);
 
 namespace {
 
@@ -46,9 +52,10 @@ bool make_name(String &stored, const ZOVXMLObject *object, const char *name)
     return true;
 }
 
-bool make_fully_qualified_name(String &stored, const ZOVXMLObject *parent, const char *name)
+bool make_fully_qualified_name(String &stored, const ZOVXMLObject *object, const char *name)
 {
-    if (parent == nullptr)
+    const ZOVXMLObject *parent = object->parent;
+    if (object->root == object || object->root == nullptr) // null: its parent has been finalised
         return allocate(stored, 0);
     const std::size_t room = std::strlen(parent->fullyQualifiedName) + 2 + std::strlen(name);
     if (!allocate(stored, room))
@@ -85,7 +92,7 @@ bool make_names(ZOVXMLObject *object, const char *name, const char *base_name)
     String own;
     String fully_qualified;
     if (!make_name(own, object, name) ||
-        !make_fully_qualified_name(fully_qualified, object->parent, own.get()))
+        !make_fully_qualified_name(fully_qualified, object, own.get()))
         return false;
     object->name = own.get(); // the look-up below may begin at this object
     ZOVXMLObject *scope = object->parent != nullptr ? object->parent : object;

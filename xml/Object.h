@@ -82,7 +82,12 @@ ZOV_MUST_USE ZOVBool ZOVXMLObject_initialize(struct ZOVXMLObject *object,
                                              struct ZOVXMLObject *parent, const char *name,
                                              const char *baseName) ZOV_NONNULL(1, 2, 4);
 
-/** Frees what the object owns, and deletes its children; one that is not initialised stays. */
+/**
+ * Frees what the object owns, and deletes its children; one that is not initialised stays.
+ *
+ * Each level of the tree is deleted within a call for the level above, and takes about a hundred
+ * bytes of stack behind what deleteObject itself takes.
+ */
 void ZOVXMLObject_finalize(struct ZOVXMLObject *object) ZOV_NONNULL();
 
 /**

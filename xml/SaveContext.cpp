@@ -2,13 +2,19 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
+
+static_assert(offsetof(ZOVXMLSaveContext, outputBuffer) == 8);
+static_assert(offsetof(ZOVXMLSaveContext, outputBufferSize) == 16);
+static_assert(offsetof(ZOVXMLSaveContext, length) == 20);
+static_assert(offsetof(ZOVXMLSaveContext, depth) == 24);
+static_assert(offsetof(ZOVXMLSaveContext, error) == 28);
 
 namespace {
 
 constexpr std::uint32_t kOverflow = ZOV_XML_SAVE_CONTEXT_LENGTH_OVERFLOW;
-constexpr std::uint32_t kBlanksPerLevel = 4;
 
 /** Whether the buffer can take a character and the terminator. */
 bool has_room(const ZOVXMLSaveContext &context)
@@ -95,6 +101,19 @@ void zov::xml::append_characters(ZOVXMLSaveContext &context, std::string_view te
         append(context, {text});
 }
 
+char *zov::xml::room_for(const ZOVXMLSaveContext &context, std::uint64_t size)
+{
+    const bool fits = context.outputFile == nullptr && has_room(context) && size <= INT_MAX &&
+                      size < context.outputBufferSize - context.length;
+    return fits ? context.outputBuffer + context.length : nullptr;
+}
+
+void zov::xml::end_at(ZOVXMLSaveContext &context, char *end)
+{
+    *end = '\0';
+    context.length = static_cast<std::uint32_t>(end - context.outputBuffer);
+}
+
 ZOVBool ZOVXMLSaveContext_initialize(ZOVXMLSaveContext *context)
 {
     *context = {};
@@ -108,7 +127,7 @@ void ZOVXMLSaveContext_finalize(ZOVXMLSaveContext *context)
 
 void ZOVXMLSaveContext_indent(ZOVXMLSaveContext *context)
 {
-    const std::uint64_t width = std::uint64_t{context->depth} * kBlanksPerLevel;
+    const std::uint64_t width = std::uint64_t{context->depth} * zov::xml::kBlanksPerLevel;
     if (width > INT_MAX)
         context->error = ZOV_TRUE;
     else if (context->outputFile != nullptr)

@@ -12,9 +12,11 @@ bool is_absolute(const char *name)
     return std::strncmp(name, kScope.data(), kScope.size()) == 0;
 }
 
-/** Orders a name against a segment, which is part of a longer text. */
+/** Orders a name against a segment of a terminated text. */
 int compare(const char *name, std::string_view segment)
 {
+    if (segment.data()[segment.size()] == '\0') // the last one, as most are
+        return std::strcmp(name, segment.data());
     const int difference = std::strncmp(name, segment.data(), segment.size());
     return difference != 0 ? difference : static_cast<unsigned char>(name[segment.size()]);
 }

@@ -54,7 +54,7 @@ protected:
         std::string text;
         for (const int64_t value :
              {s.current, s.high, s.low, s.allocCount, s.freeCount, s.nextBlockId})
-            text += (text.empty() ? "" : " ") + std::to_string(value);
+            text.append(text.empty() ? "" : " ").append(std::to_string(value));
         return text;
     }
 

@@ -168,7 +168,7 @@ TEST_F(XmlReferences, FailuresLeaveAttributesAsTheyWere)
     const char *added[] = {"f", "6"};
     const std::string initialize = "ZOVXMLAttributeDescriptor_initialize:";
     const Lines no_string = test::no_memory("ZOVOsapiHeap_allocateString", 32769) +
-                            Lines{initialize + "no space on heap for string of 13 characters\n"};
+                            Lines{initialize + "no space on heap for string of 32768 characters\n"};
     const auto no_array = [](std::size_t count, std::size_t size) {
         return test::no_memory("ZOVOsapiHeap_reallocateArray", count * size) +
                Lines{"ZOVXMLAttributeDescriptor_increaseAttributeListSize:no space on heap for "

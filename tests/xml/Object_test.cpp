@@ -78,6 +78,10 @@ TEST(XmlObject, KnowsItsPlace)
     EXPECT_EQ(g_deleted, 4);
     EXPECT_EQ(root->state, ZOV_XML_OBJECT_FINALIZED);
     EXPECT_EQ(ZOVXMLObject_getRoot(root), nullptr);
+    ZOVXMLObject orphan = {};
+    EXPECT_TRUE(ZOVXMLObject_initialize(&orphan, &kModule, root, "orphan", nullptr));
+    EXPECT_STREQ(ZOVXMLObject_getFullyQualifiedName(&orphan), "") << "without a root";
+    ZOVXMLObject_finalize(&orphan);
     delete_object(root);
 }
 
