@@ -96,10 +96,11 @@ ZOV_BEGIN_DECLARATIONS
  * must be loaned\n".
  *
  * DDS_LongSeq_copy: makes the elements those of another sequence, growing to its maximum when its
- * length does not fit. @return self. DDS_LongSeq_copy_no_alloc: the same without growing, but to a
- * length beyond its maximum an owned sequence still fails. DDS_LongSeq_copy_no_allocI: its core,
- * which does not ask about ownership. Errors: "bad parameter: src\n", "!sequence does not own its
- * buffer\n", "insufficient space: ...\n", those of set_maximum.
+ * length does not fit. @return self. DDS_LongSeq_copy_no_alloc: the same within the maximum that
+ * there is. DDS_LongSeq_copy_no_allocI: its core, which does not ask about ownership. Elements are
+ * copied first to last, also where loans overlap. Errors: "bad parameter: src\n", "!sequence does
+ * not own its buffer\n" for a loan that is too small, "insufficient space: ...\n", those of
+ * set_maximum.
  *
  * DDS_LongSeq_from_array, _to_array: copy from, and all elements to, a plain array. Errors: "!set
  * loan contiguous array\n" or "!set copying array sequence\n" behind the reason; "!set unloan
@@ -109,8 +110,9 @@ ZOV_BEGIN_DECLARATIONS
  * token (NULL)\n" for a null output, and nothing is written. The sequence must not be null.
  *
  * DDS_LongSeq_get_element_allocation_params, _set_..., _get_element_deallocation_params, _set_...:
- * read and write the parameter blocks; those of allocation can be set only while the maximum is 0,
- * else "!assert Member allocation parameters can be configured only when the maximum size of the
+ * read and write the parameter blocks of the record as it is: what is set in one that was never
+ * used is lost with its first use. Those of allocation can be set only while the maximum is 0, else
+ * "!assert Member allocation parameters can be configured only when the maximum size of the
  * sequence is 0\n". Errors: "bad parameter: params\n".
  *
  * DDS_LongSeq_set_element_pointers_allocation: sets the first flag of both blocks, while the

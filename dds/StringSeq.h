@@ -6,6 +6,10 @@
  * copying copies every string; a shorter length frees none. The slots of a loaned buffer must hold
  * null or heap strings.
  *
+ * A string that cannot be copied for want of memory fails the operation with the heap's report:
+ * growing then leaves the sequence as it was; a copy has set the length, and leaves the elements
+ * that it has copied.
+ *
  * Threads: a sequence belongs to one thread at a time.
  *
  *     struct DDS_StringSeq names = DDS_STRING_SEQUENCE_EMPTY;

@@ -12,15 +12,13 @@ using test::LogCapture;
 
 namespace {
 
-struct Comparison
+constexpr struct
 {
     KOBAOrderedDataTypeCompareFcn compare;
     std::size_t words;
     std::size_t word_size;
     bool is_signed;
-};
-
-constexpr Comparison kComparisons[] = {
+} kComparisons[] = {
     {KOBAOrderedDataType_compareUInt, 1, 4, false},
     {KOBAOrderedDataType_compareDoubleUInt, 2, 4, false},
     {KOBAOrderedDataType_compareTripleUInt, 3, 4, false},

@@ -6,9 +6,11 @@
 #include "osapi/heap.h"
 #include "tests/support/Faults.hpp"
 
+#include <array>
 #include <bit>
 #include <climits>
 #include <cstring>
+#include <functional>
 #include <gtest/gtest.h>
 #include <random>
 #include <set>
@@ -25,13 +27,12 @@ using Node = KOBASkiplistNode;
 struct Record
 {
     uint32_t key[8];
-    std::vector<uint64_t> words; // of the key, as they sort
-    uint32_t value;              // its node has it too, and its lowest byte for a flag
+    uint32_t value; // its node has it too, and its lowest byte for a flag
 
     [[nodiscard]] uint8_t flag() const { return static_cast<uint8_t>(value); }
 };
 
-using Records = std::vector<const Record *>;
+using Records = std::set<Record *, std::function<bool(Record *, Record *)>>;
 
 /** What is wrong with a list that should have these records; "" if nothing is. */
 std::string flaw_of(const KOBASkiplist &list, const Records &records, const Node *tail_if_empty)
@@ -71,173 +72,139 @@ int32_t compare_first(const void *a, const void *b, void *direction)
     return 1000 * *static_cast<int32_t *>(direction) * KOBAOrderedDataType_compareUInt(a, b);
 }
 
-int32_t compare_without_parameter(const void *a, const void *b)
+int32_t descending(const void *a, const void *b)
 {
-    int32_t ascending = 1;
-    return compare_first(a, b, &ascending);
+    int32_t direction = -1;
+    return compare_first(a, b, &direction);
 }
 
-struct Order
+constexpr struct
 {
-    KOBASkiplistCompareFcn compare; // null: compare_first, descending
-    std::size_t words;
-    std::size_t word_size;
+    KOBASkiplistCompareFcn compare;
     ZOVBool is_fast;
+} kOrders[] = {
+    {KOBAOrderedDataType_compareUInt, ZOV_TRUE},
+    {KOBAOrderedDataType_compareDoubleUInt, ZOV_TRUE},
+    {KOBAOrderedDataType_compareTripleUInt, ZOV_TRUE},
+    {KOBAOrderedDataType_compareQuadUInt, ZOV_TRUE},
+    {KOBAOrderedDataType_compareSixUInt, ZOV_TRUE},
+    {KOBAOrderedDataType_comparePointer, ZOV_TRUE},
+    {KOBAOrderedDataType_compareQuadPointer, ZOV_TRUE},
+    {KOBAOrderedDataType_compareFiveUInt, ZOV_FALSE},
+    {descending, ZOV_FALSE},
+    {nullptr, ZOV_FALSE}, // compare_first, descending
 };
 
-constexpr Order kOrders[] = {
-    {KOBAOrderedDataType_compareUInt, 1, 4, ZOV_TRUE},
-    {KOBAOrderedDataType_compareDoubleUInt, 2, 4, ZOV_TRUE},
-    {KOBAOrderedDataType_compareTripleUInt, 3, 4, ZOV_TRUE},
-    {KOBAOrderedDataType_compareQuadUInt, 4, 4, ZOV_TRUE},
-    {KOBAOrderedDataType_compareSixUInt, 6, 4, ZOV_TRUE},
-    {KOBAOrderedDataType_comparePointer, 1, 8, ZOV_TRUE},
-    {KOBAOrderedDataType_compareQuadPointer, 4, 8, ZOV_TRUE},
-    {KOBAOrderedDataType_compareFiveUInt, 5, 4, ZOV_FALSE},
-    {compare_without_parameter, 1, 4, ZOV_FALSE},
-    {nullptr, 1, 4, ZOV_FALSE},
-};
+// Each takes the same step with a list and with the set of what it has, and tells whether the list
+// answered as it should.
 
-/** A list and a map that should have the same records, through random steps. */
-class Twins
+bool find_or_insert(KOBASkiplist *list, Records &records, Record &record)
 {
-public:
-    Twins(KOBASkiplistDescription *description, unsigned seed)
-        : m_order(kOrders[seed % std::size(kOrders)]), m_random(seed)
-    {
-        static int32_t descending = -1;
-        for (Record &record : m_records)
-            fill(record);
-        std::sort(m_records.begin(), m_records.end(),
-                  [](const Record &a, const Record &b) { return a.words < b.words; });
-        m_list = m_order.compare != nullptr
-                     ? KOBASkiplist_new(description, m_order.compare, this, 7, 8)
-                     : KOBASkiplist_new_ex(description, compare_first, &descending, this, 7, 8);
-        EXPECT_EQ(m_list->fastCompare, m_order.is_fast);
-        EXPECT_EQ(m_list->head->userData, this);
-        EXPECT_EQ(m_list->head->userValue, 7u);
-        EXPECT_EQ(m_list->head->userFlag, 8);
-    }
-    ~Twins()
-    {
-        const KOBASkiplist nothing = {};
-        for (int i = 0; i < 2; ++i)
-            KOBASkiplist_finalize(m_list);
-        EXPECT_EQ(std::memcmp(m_list, &nothing, sizeof nothing), 0);
-        KOBASkiplist_delete(m_list);
-    }
-    Twins(const Twins &) = delete;
-    Twins &operator=(const Twins &) = delete;
+    ZOVBool existed = -1;
+    const Node *node =
+        KOBASkiplist_assertNodeEA(list, &existed, &record, record.value, record.flag());
+    if (t_refuses && node == nullptr)
+        return existed == -1 && !records.contains(&record);
+    const auto [place, is_new] = records.insert(&record);
+    return existed == (is_new ? ZOV_FALSE : ZOV_TRUE) && node->userData == *place &&
+           node == KOBASkiplist_assertNodeEA(list, nullptr, &record, 0, 0);
+}
 
-    /** What is wrong after a random step; "" if nothing is. */
-    std::string step()
-    {
-        const int dice = below(200);
-        Record &record = m_records[static_cast<std::size_t>(below(kRecords))];
-        t_refuses = dice % 20 == 0;
-        const bool is_right = dice == 0    ? clear()
-                              : dice < 80  ? find_or_insert(record)
-                              : dice < 130 ? append()
-                                           : remove(record);
-        t_refuses = false;
-        Records records;
-        for (const auto &[words, present] : m_map)
-            records.push_back(present);
-        return is_right ? flaw_of(*m_list, records, m_was_emptied ? m_list->head : nullptr)
-                        : "step " + std::to_string(dice);
-    }
-
-private:
-    static constexpr int kRecords = 200;
-
-    int below(int limit) { return std::uniform_int_distribution(0, limit - 1)(m_random); }
-
-    void fill(Record &record)
-    {
-        static constexpr uint32_t kWords[] = {0, 1, 0x7FFFFFFF, 0xFFFFFFFF};
-        record.value = static_cast<uint32_t>(m_random());
-        for (uint32_t &word : record.key)
-            word = kWords[below(4)];
-        record.key[0] = static_cast<uint32_t>(below(100)) * 42'949'672u;
-        const char *bytes = reinterpret_cast<const char *>(record.key);
-        for (std::size_t i = 0; i < m_order.words; ++i) {
-            uint64_t &word = record.words.emplace_back(0);
-            std::memcpy(&word, bytes + i * m_order.word_size, m_order.word_size);
-            word = m_order.compare != nullptr ? word : ~word;
-        }
-    }
-
-    bool find_or_insert(Record &record)
-    {
-        const auto old = m_map.find(record.words);
-        const bool is_new = old == m_map.end();
-        const void *expected = is_new ? &record : old->second;
-        ZOVBool existed = -1;
-        const Node *node =
-            KOBASkiplist_assertNodeEA(m_list, &existed, &record, record.value, record.flag());
-        if (t_refuses && is_new && node == nullptr)
-            return existed == -1;
-        m_map.emplace(record.words, &record);
-        return existed == (is_new ? ZOV_FALSE : ZOV_TRUE) && node->userData == expected &&
-               node == KOBASkiplist_assertNodeEA(m_list, nullptr, &record, 0, 0);
-    }
-
-    bool append()
-    {
-        Record *record = &m_records.front();
-        while (!m_map.empty() && record->words <= m_map.rbegin()->first)
-            if (++record > &m_records.back())
-                return true;
-        t_calls = 0;
-        const Node *node =
-            KOBASkiplist_addNonExistingNodeAtEndEA(m_list, record, record->value, record->flag());
-        if (!t_refuses || node != nullptr) {
-            m_map.emplace(record->words, record);
-            ++m_appended;
-        }
-        return t_calls == 0 && m_list->appendCount == m_appended;
-    }
-
-    bool remove(const Record &record)
-    {
-        const auto place = m_map.find(record.words);
-        Node *node = KOBASkiplist_removeNodeEA(m_list, &record);
-        if (node == nullptr || place == m_map.end())
-            return node == nullptr && place == m_map.end();
-        const bool is_right = node->userData == place->second;
-        KOBASkiplist_deleteNode(m_list, node);
-        m_map.erase(place);
-        m_was_emptied = m_was_emptied || m_map.empty();
-        return is_right;
-    }
-
-    bool clear()
-    {
-        KOBASkiplist_clearEA(m_list);
-        m_map.clear();
-        m_was_emptied = false;
+bool append(KOBASkiplist *list, Records &records, const Records &all)
+{
+    const auto next = records.empty() ? all.begin() : all.upper_bound(*records.rbegin());
+    if (next == all.end())
         return true;
+    t_calls = 0;
+    const uint32_t count = list->appendCount;
+    const Node *node =
+        KOBASkiplist_addNonExistingNodeAtEndEA(list, *next, (*next)->value, (*next)->flag());
+    const bool is_uncompared = t_calls == 0;
+    if (t_refuses && node == nullptr)
+        return list->appendCount == count;
+    records.insert(*next);
+    return is_uncompared && list->appendCount == count + 1;
+}
+
+bool remove(KOBASkiplist *list, Records &records, Record &record)
+{
+    const auto place = records.find(&record);
+    Node *node = KOBASkiplist_removeNodeEA(list, &record);
+    if (node == nullptr || place == records.end())
+        return node == nullptr && place == records.end();
+    const bool is_right = node->userData == *place;
+    KOBASkiplist_deleteNode(list, node);
+    records.erase(place);
+    return is_right;
+}
+
+std::vector<Record> random_records(std::mt19937 &random)
+{
+    std::vector<Record> records(200);
+    for (Record &record : records) {
+        for (uint32_t &word : record.key)
+            word = std::array{0u, 1u, 0x7FFFFFFFu, 0xFFFFFFFFu}[random() % 4];
+        record.key[0] = static_cast<uint32_t>(random() % 100) * 42'949'672u;
+        record.value = static_cast<uint32_t>(random());
     }
+    return records;
+}
 
-    const Order &m_order;
-    std::mt19937 m_random;
-    std::vector<Record> m_records = std::vector<Record>(kRecords);
-    KOBASkiplist *m_list;
-    std::map<std::vector<uint64_t>, const Record *> m_map;
-    uint32_t m_appended = 0;
-    bool m_was_emptied = false; // by removals, since the list was new or cleared
-};
+KOBASkiplist *new_list(KOBASkiplistDescription *description, KOBASkiplistCompareFcn compare)
+{
+    static int32_t direction = -1;
+    KOBASkiplist *list =
+        compare != nullptr
+            ? KOBASkiplist_new(description, compare, &direction, 7, 8)
+            : KOBASkiplist_new_ex(description, compare_first, &direction, &direction, 7, 8);
+    EXPECT_EQ(list->head->userData, &direction);
+    EXPECT_EQ(list->head->userValue, 7u);
+    EXPECT_EQ(list->head->userFlag, 8);
+    return list;
+}
 
+/** What is wrong first in random steps; "" if nothing is. */
 std::string first_flaw(KOBASkiplistDescription *description, unsigned seed)
 {
-    Twins twins(description, seed);
+    const auto [compare, is_fast] = kOrders[seed % std::size(kOrders)];
+    const auto order = compare != nullptr ? compare : descending;
+    Records records([=](auto *a, auto *b) { return order(a, b) < 0; });
+    Records all = records;
+    std::mt19937 random(seed);
+    std::vector<Record> given = random_records(random);
+    for (Record &record : given)
+        all.insert(&record);
+    KOBASkiplist *list = new_list(description, compare);
+    EXPECT_EQ(list->fastCompare, is_fast);
     std::string flaw;
-    for (int step = 0; step < 2000 && flaw.empty(); ++step)
-        flaw = twins.step();
+    const Node *tail_if_empty = nullptr;
+    for (int step = 0; step < 2000 && flaw.empty(); ++step) {
+        Record &record = given[random() % given.size()];
+        const auto dice = random() % 200;
+        if (dice == 0) {
+            KOBASkiplist_clearEA(list);
+            records.clear();
+            tail_if_empty = nullptr;
+        }
+        const bool had_any = !records.empty();
+        t_refuses = dice % 20 == 0;
+        const bool is_right = dice < 80    ? find_or_insert(list, records, record)
+                              : dice < 130 ? append(list, records, all)
+                                           : remove(list, records, record);
+        t_refuses = false;
+        if (had_any && records.empty())
+            tail_if_empty = list->head;
+        flaw = is_right ? flaw_of(*list, records, tail_if_empty) : "step " + std::to_string(dice);
+    }
+    const KOBASkiplist nothing = {};
+    for (int i = 0; i < 2; ++i)
+        KOBASkiplist_finalize(list);
+    EXPECT_EQ(std::memcmp(list, &nothing, sizeof nothing), 0);
+    KOBASkiplist_delete(list);
     return flaw;
 }
 
-TEST(Skiplist, IsAMapThroughAllSteps)
+TEST(Skiplist, IsASetThroughAllSteps)
 {
     const test::LogCapture capture; // of what is refused
     static std::set<void *> nodes;
@@ -270,18 +237,15 @@ TEST(Skiplist, IsAMapThroughAllSteps)
 TEST(Skiplist, TakesNoMaximumLevelThatIsOutOfRange)
 {
     const test::LogCapture capture;
-    for (const int level : {-128, -1, 32, 127}) {
+    constexpr int8_t kLevels[] = {-128, -1, 32, 127};
+    for (const int8_t level : kLevels) {
         KOBASkiplistDescription description = {};
-        description.maximumLevel = static_cast<int8_t>(level);
-        for (const auto create :
-             {KOBASkiplist_newDefaultAllocator, KOBASkiplist_newDefaultAllocatorSafe})
-            EXPECT_FALSE(create(&description, static_cast<int8_t>(level), 1));
-        KOBASkiplist list;
-        EXPECT_FALSE(
-            KOBASkiplist_init(&list, &description, compare_without_parameter, nullptr, 0, 0));
-        KOBASkiplist_finalize(&list);
+        description.maximumLevel = level;
+        EXPECT_FALSE(KOBASkiplist_newDefaultAllocator(&description, level, 1));
+        EXPECT_FALSE(KOBASkiplist_newDefaultAllocatorSafe(&description, level, 1));
+        EXPECT_EQ(KOBASkiplist_new(&description, descending, nullptr, 0, 0), nullptr);
     }
-    EXPECT_EQ(capture.lines(), Lines());
+    EXPECT_EQ(capture.lines(), Lines(4, "KOBASkiplist_new:!init list\n"));
 }
 
 TEST(Level, IsTheLengthOfARunOfBitsWithinTheLimits)
@@ -308,7 +272,7 @@ TEST(Level, IsTheLengthOfARunOfBitsWithinTheLimits)
 struct Allocator
 {
     bool is_safe;
-    KOBASkiplistDescription description;
+    KOBASkiplistDescription description = {};
 
     ZOVBool create(int8_t maximum_level, int32_t expected_count)
     {
@@ -341,36 +305,35 @@ struct Allocator
 
 TEST(DefaultAllocator, HasAPoolForEachLevel)
 {
-    for (const bool is_safe : {false, true})
-        for (const int32_t expected : {INT_MIN, 0, 1, 10, 100}) {
-            Allocator allocator = {is_safe, {}};
-            ASSERT_TRUE(allocator.create(5, expected));
-            for (int level = 0; level <= 5; ++level) {
-                EXPECT_EQ(allocator.info(level).bufferSize, 32 + 8 * level);
-                EXPECT_EQ(allocator.info(level).allocated, std::max(1, expected / (1 << level)));
-                EXPECT_EQ(allocator.info(level).maximal, -1);
-            }
-            allocator.destroy();
+    for (const int32_t expected : {INT_MIN, 0, 1, 10, 100}) {
+        Allocator allocator = {expected > 1};
+        ASSERT_TRUE(allocator.create(5, expected));
+        for (int level = 0; level <= 5; ++level) {
+            EXPECT_EQ(allocator.info(level).bufferSize, 32 + 8 * level);
+            EXPECT_EQ(allocator.info(level).allocated, std::max(1, expected / (1 << level)));
+            EXPECT_EQ(allocator.info(level).maximal, -1);
         }
+        allocator.destroy();
+    }
 }
 
 TEST(DefaultAllocator, TheSafeOneServesTwoThreads)
 {
-    Allocator allocator = {true, {}};
+    Allocator allocator = {true};
     ASSERT_TRUE(allocator.create(6, 1));
-    std::thread threads[2];
-    for (unsigned seed = 0; seed < 2; ++seed)
-        threads[seed] =
-            std::thread([&, seed] { EXPECT_EQ(first_flaw(&allocator.description, seed), ""); });
-    for (std::thread &thread : threads)
-        thread.join();
+    const auto use = [&](unsigned seed) {
+        EXPECT_EQ(first_flaw(&allocator.description, seed), "");
+    };
+    std::thread other(use, 1);
+    use(0);
+    other.join();
     EXPECT_EQ(allocator.destroy(), 0);
 }
 
 /** Makes an allocator of two levels with a node each, and a list to which a record goes twice. */
 std::string make_and_use_list(bool is_safe)
 {
-    Allocator allocator = {is_safe, {}};
+    Allocator allocator = {is_safe};
     if (!allocator.create(1, 1))
         return allocator.description.createNode == nullptr ? "no allocator" : "changed";
     std::string result = "no list, ";
@@ -407,55 +370,56 @@ void add_mutex_faults(test::Faults &faults)
 {
     const std::string get = "KOBASkiplistDefaultAllocator_createNodeSafe:";
     const std::string put = "KOBASkiplistDefaultAllocator_destroyNodeSafe:";
-    const Lines no_node = {"ZOVOsapiSemaphore_take:OS()\n", get + "!take mutex\n",
-                           "KOBASkiplistNode_new:!create node\n"};
+    const Lines take = {"ZOVOsapiSemaphore_take:OS()\n"};
+    const Lines give = {"ZOVOsapiSemaphore_give:OS()\n"};
+    const Lines no_node =
+        take + Lines{get + "!take mutex\n", "KOBASkiplistNode_new:!create node\n"};
     const auto add = [&](const std::string &call, const std::string &result, const Lines &lines,
-                         int leaks = 0) {
-        faults["pthread_mutex_" + call] = {result, lines, leaks};
+                         const std::string &last, int leaks = 0) {
+        faults["pthread_mutex_" + call] = {result, lines + Lines{last + "\n"}, leaks};
     };
-    add("init 1", "no allocator",
-        {"ZOVOsapiSemaphore_new:OS()\n", "KOBASkiplist_newDefaultAllocatorSafe:!create mutex\n"},
-        1);
-    add("destroy 1", "0 out", {"ZOVOsapiSemaphore_delete:!delete mutex\n"}, 1);
-    add("lock 1", "no list, 0 out",
-        no_node + Lines{"KOBASkiplist_init:!create head\n", "KOBASkiplist_new:!init list\n"});
-    add("lock 2", "not inserted, 0 out",
-        no_node + Lines{"KOBASkiplist_assertNodeEA:!create node\n"});
-    add("lock 4", "not appended, 0 out",
-        no_node + Lines{"KOBASkiplist_addNonExistingNodeAtEndEA:!create node\n"});
-    add("lock", "1 out", {"ZOVOsapiSemaphore_take:OS()\n", put + "!take mutex\n"});
+    add("init 1", "no allocator", {"ZOVOsapiSemaphore_new:OS()\n"},
+        "KOBASkiplist_newDefaultAllocatorSafe:!create mutex", 1);
+    add("destroy 1", "0 out", {}, "ZOVOsapiSemaphore_delete:!delete mutex", 1);
+    add("lock 1", "no list, 0 out", no_node + Lines{"KOBASkiplist_init:!create head\n"},
+        "KOBASkiplist_new:!init list");
+    add("lock 2", "not inserted, 0 out", no_node, "KOBASkiplist_assertNodeEA:!create node");
+    add("lock 4", "not appended, 0 out", no_node,
+        "KOBASkiplist_addNonExistingNodeAtEndEA:!create node");
+    add("lock", "1 out", take, put + "!take mutex");
     for (const char *call : {"unlock 1", "unlock 2", "unlock 4"})
-        add(call, "0 out", {"ZOVOsapiSemaphore_give:OS()\n", get + "!give mutex\n"});
-    add("unlock", "0 out", {"ZOVOsapiSemaphore_give:OS()\n", put + "!give mutex\n"});
+        add(call, "0 out", give, get + "!give mutex");
+    add("unlock", "0 out", give, put + "!give mutex");
 }
 
 TEST(DefaultAllocator, FailsAsAWhole)
 {
     for (const bool is_safe : {false, true}) {
-        const std::string create = "KOBASkiplist_newDefaultAllocator";
-        const std::string safe = create + "Safe:!create ";
+        const std::string creation =
+            std::string("KOBASkiplist_newDefaultAllocator") + (is_safe ? "Safe" : "") + ":!create ";
         test::Faults faults;
         int calls = 0;
-        const auto no_memory = [&](const std::string &result, const std::string &operation,
-                                   std::size_t size, const Lines &lines) {
+        const auto add = [&](const Lines &lines, const std::string &missing) {
             faults["calloc " + std::to_string(++calls)] = {
-                result, test::no_memory("ZOVOsapiHeap_allocate" + operation, size) + lines};
+                "no allocator", lines + Lines{creation + missing + "\n"}};
         };
+        const Lines no_pair = test::no_memory("ZOVOsapiHeap_allocateStructure", 2 * sizeof(void *));
+        const Lines no_array = test::no_memory("ZOVOsapiHeap_allocateArray", 2 * sizeof(void *));
         if (is_safe) {
-            no_memory("no allocator", "Structure", 2 * sizeof(void *),
-                      {safe + "allocatorParameter\n"});
-            no_memory("no allocator", "Structure", sizeof(ZOVOsapiSemaphore), {safe + "mutex\n"});
-        }
-        no_memory("no allocator", "Array", 2 * sizeof(void *),
-                  is_safe ? Lines{safe + "poolArray\n"} : Lines());
-        for (int pool = 0; pool < 2; ++pool)
-            for (const Lines &lines : reports_of_pool(32 + 8 * pool))
-                faults["calloc " + std::to_string(++calls)] = {
-                    "no allocator",
-                    lines + Lines{(is_safe ? safe : create + ":!create ") + "fast buffer pool\n"}};
-        no_memory("no list, 0 out", "Structure", sizeof(KOBASkiplist), {});
-        if (is_safe)
             add_mutex_faults(faults);
+            add(no_pair, "allocatorParameter");
+            add(test::no_memory("ZOVOsapiHeap_allocateStructure", sizeof(ZOVOsapiSemaphore)),
+                "mutex");
+            add(no_array, "poolArray");
+        } else {
+            faults["calloc " + std::to_string(++calls)] = {"no allocator", no_array};
+        }
+        for (const int32_t size : {32, 40})
+            for (const Lines &lines : reports_of_pool(size))
+                add(lines, "fast buffer pool");
+        faults["calloc " + std::to_string(++calls)] = {
+            "no list, 0 out",
+            test::no_memory("ZOVOsapiHeap_allocateStructure", sizeof(KOBASkiplist))};
         test::for_each_fault([=] { return make_and_use_list(is_safe); }, {"0 out"}, faults);
     }
 }

@@ -332,7 +332,7 @@ TEST(FastBufferFaults, AreReportedAndAFailedGrowthMayBeTriedAgain)
             return Lines{os_failure("ZOVOsapiSemaphore_" + take, lock),
                          std::string("KOBAFastBufferPool_") + operation + ":!" + take + " mutex\n"};
         };
-        const std::string at = " " + std::to_string(i + 1);
+        const std::string at = std::string(" ") + std::to_string(i + 1);
         faults["pthread_mutex_lock" + at] = {result, lines("take", "pthread_mutex_lock")};
         faults["pthread_mutex_unlock" + at] = {clean, lines("give", "pthread_mutex_unlock")};
     }

@@ -31,70 +31,61 @@ inline int32_t rangematch(const char *p, char c, uint32_t flags, const char **ne
     bool matched = false;
     do {
         const char member = read();
-        if (member == '\0')
-            return -1;
         if (member == separator(flags) && (flags & 0x02) != 0)
             return 0;
-        if (p[0] == '-' && p[1] != ']' && p[1] != '\0') {
-            ++p;
-            const char upper = read();
-            if (upper == '\0')
-                return -1;
-            if (fold(member, flags) <= fold(c, flags) && fold(c, flags) <= fold(upper, flags))
-                matched = true;
-        } else if (fold(member, flags) == fold(c, flags)) {
-            matched = true;
-        }
+        const bool is_range = p[0] == '-' && p[1] != ']' && p[1] != '\0';
+        p += is_range ? 1 : 0;
+        const char upper = is_range ? read() : member;
+        if (member == '\0' || upper == '\0')
+            return -1;
+        matched |= fold(member, flags) <= fold(c, flags) && fold(c, flags) <= fold(upper, flags);
     } while (*p != ']');
     *next = p + 1;
     return matched != negated ? 1 : 0;
 }
 
-inline int32_t fnmatch(const char *pattern, const char *s, uint32_t flags)
+/** Whether they match, at the start of the text or behind it. */
+inline bool matches(const char *p, const char *s, uint32_t flags, const char *start)
 {
-    const char *const start = s;
     const char sep = separator(flags);
     const bool is_path = (flags & 0x02) != 0;
-    const auto leading_period = [&] {
-        return (flags & 0x04) != 0 && *s == '.' && (s == start || (is_path && s[-1] == '/'));
-    };
-    const auto barred = [&] { return *s == '\0' || (is_path && *s == sep) || leading_period(); };
-    for (;; ++s) {
-        char c = *pattern++;
-        if (c == '\0')
-            return *s == '\0' || ((flags & 0x08) != 0 && *s == sep) ? 0 : 1;
-        if (c == '*') {
-            while (*pattern == '*')
-                ++pattern;
-            if (leading_period())
-                return 1;
-            if (*pattern == '\0')
-                return !is_path || (flags & 0x08) != 0 || std::strchr(s, sep) == nullptr ? 0 : 1;
-            while (*pattern != sep || !is_path) {
-                if (fnmatch(pattern, s, flags & ~0x04u) == 0)
-                    return 0;
-                if (*s == '\0' || (is_path && *s == sep))
-                    return 1;
-                ++s;
-            }
-            s = std::strchr(s, sep);
-            if (s == nullptr)
-                return 1;
-            c = *pattern++;
-        } else if (c == '?' || c == '[') {
-            if (barred())
-                return 1;
-            const int32_t result = c == '?' ? 1 : rangematch(pattern, *s, flags, &pattern);
-            if (result == 0)
-                return 1;
-            if (result == 1)
-                continue;
-        } else if (c == '\\' && (flags & 0x01) == 0 && *pattern != '\0') {
-            c = *pattern++;
+    const bool is_directory = (flags & 0x08) != 0;
+    const bool is_leading_period =
+        (flags & 0x04) != 0 && *s == '.' && (s == start || (is_path && s[-1] == '/'));
+    const bool is_barred = *s == '\0' || (is_path && *s == sep) || is_leading_period;
+    if (*p == '\0')
+        return *s == '\0' || (is_directory && *s == sep);
+    if (*p == '*') {
+        p += std::strspn(p, "*");
+        if (is_leading_period)
+            return false;
+        const char *const segment_end = std::strchr(s, sep);
+        if (*p == '\0')
+            return !is_path || is_directory || segment_end == nullptr;
+        if (*p == sep && is_path)
+            return segment_end != nullptr && matches(p, segment_end, flags, start);
+        while (!matches(p, s, flags & ~0x04u, s)) {
+            if (*s == '\0' || (is_path && *s == sep))
+                return false;
+            ++s;
         }
-        if (fold(c, flags) != fold(*s, flags))
-            return 1;
+        return true;
     }
+    if (*p == '?')
+        return !is_barred && matches(p + 1, s + 1, flags, start);
+    if (*p == '[') {
+        const char *next = nullptr;
+        const int32_t result = is_barred ? 0 : rangematch(p + 1, *s, flags, &next);
+        if (result >= 0)
+            return result == 1 && matches(next, s + 1, flags, start);
+    }
+    p += *p == '\\' && (flags & 0x01) == 0 && p[1] != '\0' ? 1 : 0;
+    return fold(*p, flags) == fold(*s, flags) && matches(p + 1, s + 1, flags, start);
+}
+
+inline int32_t fnmatch(const char *pattern, const char *s, uint32_t flags)
+{
+    return matches(pattern, s, flags, s) ? 0 : 1;
 }
 
 } // namespace test::reference

@@ -2,8 +2,8 @@
 #include "tests/koba/fnmatch_reference.hpp"
 
 #include <gtest/gtest.h>
-#include <random>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace reference = test::reference;
@@ -15,13 +15,7 @@ constexpr uint32_t kFlagWords = 64;
 // For what the definition in the tests could have wrong, too.
 TEST(Fnmatch, OddPatterns)
 {
-    const struct
-    {
-        const char *pattern;
-        const char *text;
-        uint32_t flags;
-        int32_t result;
-    } cases[] = {
+    const std::tuple<const char *, const char *, uint32_t, int32_t> cases[] = {
         {"*.c", ".x.c", 0x04, 1},
         {"a/*", "a/b/c", 0x02, 1},
         {"a", "a/b", 0x0A, 0},
@@ -30,22 +24,14 @@ TEST(Fnmatch, OddPatterns)
         {"[a-", "[a-", 0, 0},
         {"[!a]", "a", 0, 1},
         {"a\\", "a\\", 0, 0},
-        {"[\x80-a]", "A", 0, 0}, // a range of signed characters
         {"*?.x", "a/.x", 0x06, 1},
+        {"[\x80-a]", "A", 0, 0}, // a range of signed characters
         // The first star goes on to other segments, which the second one cannot.
         {"*b*", "a.ab.a.bb", 0x26, 0},
         {"*b*", "a.ab/a.bb", 0x26, 1},
     };
     for (const auto &[pattern, text, flags, result] : cases)
         EXPECT_EQ(KOBAString_fnmatch(pattern, text, flags), result) << pattern << ' ' << text;
-}
-
-testing::AssertionResult agree(const std::string &pattern, const std::string &text, uint32_t flags)
-{
-    const int32_t expected = reference::fnmatch(pattern.c_str(), text.c_str(), flags);
-    if (KOBAString_fnmatch(pattern.c_str(), text.c_str(), flags) == expected)
-        return testing::AssertionSuccess();
-    return testing::AssertionFailure() << pattern << ' ' << text << ' ' << flags << ' ' << expected;
 }
 
 /** What patterns and texts are made of, and how long they may be for all of them to be tried. */
@@ -59,7 +45,7 @@ struct Space
 
 const Space kSpaces[] = {{"*a./", 5, "a./", 4},
                          {"*?/.", 4, "a./", 4},
-                         {"[]a-!", 5, "]a-[!", 1},
+                         {"[]a-!^", 5, "]a-[!", 1},
                          {"[]\\.", 5, "].\\[", 2},
                          {"aB*\xC4", 4, "Ab\xE4\xC4", 3},
                          {"[]!^a-c\\*./", 3, "abc].-/", 1},
@@ -80,44 +66,20 @@ TEST(Fnmatch, IsItsDefinitionForAllShortTexts)
         for (const std::string &pattern : all_texts(space.pattern, space.longest_pattern))
             for (const std::string &text : all_texts(space.text, space.longest_text))
                 for (uint32_t flags = 0; flags < kFlagWords; ++flags)
-                    ASSERT_TRUE(agree(pattern, text, flags));
-}
-
-TEST(Fnmatch, IsItsDefinitionForRandomTexts)
-{
-    std::mt19937 engine(4711);
-    const auto random_text = [&](const std::string &alphabet, std::size_t longest) {
-        std::string text(engine() % (longest + 1), ' ');
-        for (char &c : text)
-            c = alphabet[engine() % alphabet.size()];
-        return text;
-    };
-    for (int round = 0; round < 3'000'000; ++round) {
-        const Space &space = kSpaces[engine() % std::size(kSpaces)];
-        const std::string pattern = random_text(space.pattern, 8);
-        const std::string text = random_text(space.text, 12);
-        // Half of them where the separator changes behind a star.
-        const auto word = static_cast<uint32_t>(engine() % kFlagWords);
-        const uint32_t flags = round % 2 == 0 ? word | 0x26 : word;
-        ASSERT_TRUE(agree(pattern, text, flags));
-        const char *next = nullptr;
-        const char *expected = nullptr;
-        ASSERT_EQ(KOBAString_rangematch(pattern.c_str(), text[0], flags, &next),
-                  reference::rangematch(pattern.c_str(), text[0], flags, &expected))
-            << pattern << ' ' << text << ' ' << flags;
-        ASSERT_EQ(next, expected) << pattern << ' ' << flags;
-    }
+                    ASSERT_EQ(KOBAString_fnmatch(pattern.c_str(), text.c_str(), flags),
+                              reference::fnmatch(pattern.c_str(), text.c_str(), flags))
+                        << pattern << ' ' << text << ' ' << flags;
 }
 
 // To try all ways would take for ever.
 TEST(Fnmatch, CopesWithManyStars)
 {
-    std::string pattern;
+    std::string pattern = "b";
     for (int i = 0; i < 50; ++i)
-        pattern += "*a";
+        pattern.insert(0, "*a");
     const std::string text(2000, 'a');
     for (uint32_t flags = 0; flags < kFlagWords; ++flags)
-        EXPECT_EQ(KOBAString_fnmatch((pattern + "b").c_str(), text.c_str(), flags), 1) << flags;
+        EXPECT_EQ(KOBAString_fnmatch(pattern.c_str(), text.c_str(), flags), 1) << flags;
 }
 
 } // namespace

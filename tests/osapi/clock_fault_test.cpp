@@ -114,7 +114,7 @@ TEST(ClockFaults, OfPriorities)
             ZovOsapiThread_Info info = {};
             std::string text = text_of(ZovOsapiThread_InfoGetI(&info));
             for (const int32_t bound : info.prio)
-                text += " " + std::to_string(bound);
+                text.append(" ").append(std::to_string(bound));
             return text;
         },
         {"true 99 1 0 0"},
