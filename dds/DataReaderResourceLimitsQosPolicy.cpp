@@ -2,33 +2,37 @@
 
 #include "dds/policy.hpp"
 
+#include <cstddef>
+
+static_assert(sizeof(DDS_DataReaderResourceLimitsQosPolicy) == 108);
+static_assert(offsetof(DDS_DataReaderResourceLimitsQosPolicy, max_fragmented_samples) == 44);
+static_assert(offsetof(DDS_DataReaderResourceLimitsQosPolicy, max_total_instances) == 64);
+static_assert(offsetof(DDS_DataReaderResourceLimitsQosPolicy, initial_topic_queries) == 100);
+
 namespace {
 
-using Policy = DDS_DataReaderResourceLimitsQosPolicy;
-using Rule = dds::policy::Rule<Policy>;
+using Limits = DDS_DataReaderResourceLimitsQosPolicy;
+using Rule = dds::policy::Rule<Limits>;
 using dds::policy::Demand;
-
-constexpr DDS_Long kMillion = 1'000'000;
+using dds::policy::kMillion;
 
 #define RANGE(FIELD, MINIMUM, MAXIMUM)                                                             \
-    Rule                                                                                           \
     {                                                                                              \
-        Demand::Range, &Policy::FIELD, #FIELD, MINIMUM, MAXIMUM                                    \
+        Demand::Range, &DDS_DataReaderResourceLimitsQosPolicy::FIELD, #FIELD, MINIMUM, MAXIMUM     \
     }
 #define RANGE_OR_UNLIMITED(FIELD, MAXIMUM)                                                         \
-    Rule                                                                                           \
     {                                                                                              \
-        Demand::RangeOrUnlimited, &Policy::FIELD, #FIELD, 1, MAXIMUM                               \
+        Demand::RangeOrUnlimited, &DDS_DataReaderResourceLimitsQosPolicy::FIELD, #FIELD, 1,        \
+            MAXIMUM                                                                                \
     }
 #define UNSIGNED_MAXIMUM(FIELD, MAXIMUM)                                                           \
-    Rule                                                                                           \
     {                                                                                              \
-        Demand::UnsignedMaximum, &Policy::FIELD, #FIELD, 0, MAXIMUM                                \
+        Demand::UnsignedMaximum, &DDS_DataReaderResourceLimitsQosPolicy::FIELD, #FIELD, 0, MAXIMUM \
     }
 #define RELATION(DEMAND, FIELD, OTHER)                                                             \
-    Rule                                                                                           \
     {                                                                                              \
-        Demand::DEMAND, &Policy::FIELD, #FIELD, 0, 0, &Policy::OTHER, #OTHER                       \
+        Demand::DEMAND, &DDS_DataReaderResourceLimitsQosPolicy::FIELD, #FIELD, 0, 0,               \
+            &DDS_DataReaderResourceLimitsQosPolicy::OTHER, #OTHER                                  \
     }
 
 constexpr Rule kRules[] = {
@@ -36,7 +40,8 @@ constexpr Rule kRules[] = {
     RANGE_OR_UNLIMITED(max_remote_writers_per_instance, 1024),
     RELATION(AtMostOrUnlimited, max_remote_writers_per_instance, max_remote_writers),
     RANGE_OR_UNLIMITED(max_samples_per_remote_writer, 5 * kMillion),
-    {Demand::RangeOrUnlimited, &Policy::max_infos, "max_info", 1, 5 * kMillion}, // Kept: its name
+    {Demand::RangeOrUnlimited, &DDS_DataReaderResourceLimitsQosPolicy::max_infos, "max_info", 1,
+     5 * kMillion}, // Kept: its name
     RANGE(initial_remote_writers, 1, kMillion),
     RELATION(AtMost, initial_remote_writers, max_remote_writers),
     RANGE(initial_remote_writers_per_instance, 1, 1024),
@@ -50,13 +55,16 @@ constexpr Rule kRules[] = {
     RANGE(max_fragmented_samples, 0, kMillion),
     RELATION(FromZeroTo, initial_fragmented_samples, max_fragmented_samples),
     RELATION(FromZeroTo, max_fragmented_samples_per_remote_writer, max_fragmented_samples),
-    {Demand::NotZero, &Policy::max_fragments_per_sample, "max_fragments_per_sample"},
-    {Demand::FromMinimum, &Policy::max_total_instances, "max_total_instances", -2},
+    {Demand::NotZero, &DDS_DataReaderResourceLimitsQosPolicy::max_fragments_per_sample,
+     "max_fragments_per_sample"},
+    {Demand::FromMinimum, &DDS_DataReaderResourceLimitsQosPolicy::max_total_instances,
+     "max_total_instances", -2},
     RANGE_OR_UNLIMITED(max_remote_virtual_writers, kMillion),
     RANGE(initial_remote_virtual_writers, 1, kMillion),
-    // Kept: the values compared are not the virtual ones.
-    {Demand::AtMost, &Policy::initial_remote_writers, "initial_remote_virtual_writers", 0, 0,
-     &Policy::max_remote_writers, "max_remote_virtual_writers"},
+    // Kept: the values compared are not the virtual ones, for which there is no such rule.
+    {Demand::AtMost, &DDS_DataReaderResourceLimitsQosPolicy::initial_remote_writers,
+     "initial_remote_virtual_writers", 0, 0,
+     &DDS_DataReaderResourceLimitsQosPolicy::max_remote_writers, "max_remote_virtual_writers"},
     RANGE_OR_UNLIMITED(max_remote_virtual_writers_per_instance, 1024),
     RANGE(initial_remote_virtual_writers_per_instance, 1, 1024),
     RELATION(AtMost, initial_remote_virtual_writers_per_instance,
@@ -131,7 +139,7 @@ void DDS_DataReaderResourceLimitsQosPolicy_save(const DDS_DataReaderResourceLimi
 DDS_Boolean DDS_DataReaderResourceLimitsQosPolicy_is_consistentI(
     const DDS_DataReaderResourceLimitsQosPolicy *self)
 {
-    return dds::policy::is_consistent<Policy>(__func__, *self, kRules);
+    return dds::policy::is_consistent<Limits>(__func__, *self, kRules);
 }
 
 void DDS_DataReaderResourceLimitsQosPolicy_to_presentation_qos_policy(

@@ -3,6 +3,11 @@
 #include "dds/policy.hpp"
 
 #include <bit>
+#include <cstddef>
+
+static_assert(sizeof(DDS_ReceiverPoolQosPolicy) == 120);
+static_assert(offsetof(DDS_ReceiverPoolQosPolicy, initial_receive_threads) == 96);
+static_assert(offsetof(DDS_ReceiverPoolQosPolicy, flag) == 112);
 
 namespace {
 
@@ -62,15 +67,15 @@ DDS_ReceiverPoolQosPolicy *DDS_ReceiverPoolQosPolicy_copy(DDS_ReceiverPoolQosPol
                 self == nullptr ? "self" : "src");
         return nullptr;
     }
+    if (DDS_ThreadSettings_t_copy(&self->thread, &src->thread) == nullptr) {
+        DDS_LOG(Exception, kSubmoduleSettings, DDS_LOG_COPY_FAILURE_s, "thread_settings");
+        return nullptr;
+    }
     self->initial_receive_threads = src->initial_receive_threads;
     self->max_receive_threads = src->max_receive_threads;
     self->buffer_size = src->buffer_size;
     self->buffer_alignment = src->buffer_alignment;
     self->flag = src->flag;
-    if (DDS_ThreadSettings_t_copy(&self->thread, &src->thread) == nullptr) {
-        DDS_LOG(Exception, kSubmoduleSettings, DDS_LOG_COPY_FAILURE_s, "thread_settings");
-        return nullptr;
-    }
     return self;
 }
 

@@ -47,7 +47,8 @@ DDS_Boolean DDS_ReceiverPoolQosPolicy_equals(const struct DDS_ReceiverPoolQosPol
  *
  * @return self.
  *
- * Errors: null with "bad parameter: self\n", "bad parameter: src\n" or "!copy thread_settings\n".
+ * Errors: null with "bad parameter: self\n", "bad parameter: src\n" or "!copy thread_settings\n";
+ * self is as before.
  */
 struct DDS_ReceiverPoolQosPolicy *
 DDS_ReceiverPoolQosPolicy_copy(struct DDS_ReceiverPoolQosPolicy *self,

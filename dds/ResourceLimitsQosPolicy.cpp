@@ -2,42 +2,53 @@
 
 #include "dds/policy.hpp"
 
+#include <cstddef>
+
+static_assert(sizeof(DDS_ResourceLimitsQosPolicy) == 24);
+static_assert(offsetof(DDS_ResourceLimitsQosPolicy, initial_samples) == 12);
+
 namespace {
 
-using Policy = DDS_ResourceLimitsQosPolicy;
-using Rule = dds::policy::Rule<Policy>;
+using Limits = DDS_ResourceLimitsQosPolicy;
+using Rule = dds::policy::Rule<Limits>;
 using dds::policy::Demand;
-
-constexpr DDS_Long kMillion = 1'000'000;
+using dds::policy::kMillion;
 
 constexpr Rule kRules[] = {
-    {Demand::RangeOrUnlimited, &Policy::max_samples, "max_samples", 1, 100 * kMillion},
-    {Demand::RangeOrUnlimited, &Policy::max_instances, "max_instances", 1, kMillion},
-    {Demand::RangeOrUnlimited, &Policy::max_samples_per_instance, "max_samples_per_instance", 1,
+    {Demand::RangeOrUnlimited, &DDS_ResourceLimitsQosPolicy::max_samples, "max_samples", 1,
      100 * kMillion},
-    {Demand::AtMost, &Policy::max_samples_per_instance, "max_samples", 0, 0, &Policy::max_samples,
-     "max_samples_per_instance"},
-    {Demand::Range, &Policy::initial_samples, "initial_samples", 1, 100 * kMillion},
-    {Demand::AtMost, &Policy::initial_samples, "max_samples", 0, 0, &Policy::max_samples,
-     "initial_samples"},
-    {Demand::Range, &Policy::initial_instances, "initial_instances", 1, kMillion},
-    {Demand::AtMost, &Policy::initial_instances, "max_instances", 0, 0, &Policy::max_instances,
-     "initial_instances"},
-    {Demand::RangeOrUnlimited, &Policy::instance_hash_buckets, "instance_hash_buckets", 1,
+    {Demand::RangeOrUnlimited, &DDS_ResourceLimitsQosPolicy::max_instances, "max_instances", 1,
      kMillion},
+    {Demand::RangeOrUnlimited, &DDS_ResourceLimitsQosPolicy::max_samples_per_instance,
+     "max_samples_per_instance", 1, 100 * kMillion},
+    {Demand::AtMost, &DDS_ResourceLimitsQosPolicy::max_samples_per_instance, "max_samples", 0, 0,
+     &DDS_ResourceLimitsQosPolicy::max_samples, "max_samples_per_instance"},
+    {Demand::Range, &DDS_ResourceLimitsQosPolicy::initial_samples, "initial_samples", 1,
+     100 * kMillion},
+    {Demand::AtMost, &DDS_ResourceLimitsQosPolicy::initial_samples, "max_samples", 0, 0,
+     &DDS_ResourceLimitsQosPolicy::max_samples, "initial_samples"},
+    {Demand::Range, &DDS_ResourceLimitsQosPolicy::initial_instances, "initial_instances", 1,
+     kMillion},
+    {Demand::AtMost, &DDS_ResourceLimitsQosPolicy::initial_instances, "max_instances", 0, 0,
+     &DDS_ResourceLimitsQosPolicy::max_instances, "initial_instances"},
+    {Demand::RangeOrUnlimited, &DDS_ResourceLimitsQosPolicy::instance_hash_buckets,
+     "instance_hash_buckets", 1, kMillion},
 };
 
 /** Where the fields stand in the lower layer's record. */
 struct Place
 {
-    DDS_Long Policy::*field;
+    DDS_Long DDS_ResourceLimitsQosPolicy::*field;
     int slot;
 };
 
 constexpr Place kPlaces[] = {
-    {&Policy::initial_samples, 0},          {&Policy::max_samples, 1},
-    {&Policy::initial_instances, 3},        {&Policy::max_instances, 4},
-    {&Policy::max_samples_per_instance, 6}, {&Policy::instance_hash_buckets, 7},
+    {&DDS_ResourceLimitsQosPolicy::initial_samples, 0},
+    {&DDS_ResourceLimitsQosPolicy::max_samples, 1},
+    {&DDS_ResourceLimitsQosPolicy::initial_instances, 3},
+    {&DDS_ResourceLimitsQosPolicy::max_instances, 4},
+    {&DDS_ResourceLimitsQosPolicy::max_samples_per_instance, 6},
+    {&DDS_ResourceLimitsQosPolicy::instance_hash_buckets, 7},
 };
 
 } // namespace
@@ -82,7 +93,7 @@ DDS_Boolean DDS_ResourceLimitsQosPolicy_is_consistentI(const DDS_ResourceLimitsQ
                                                        const void *second)
 {
     static_cast<void>(second);
-    return dds::policy::is_consistent<Policy>(__func__, *self, kRules);
+    return dds::policy::is_consistent<Limits>(__func__, *self, kRules);
 }
 
 DDS_Boolean

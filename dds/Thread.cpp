@@ -23,11 +23,15 @@ constexpr char kCreateThread[] = "WOLK_StackManagedThreadFactory_createThread";
 constexpr DDS_UnsignedLong kDefaultStackSize = 65536;
 constexpr unsigned char kFill = ':';
 
-bool is_given(const void *argument, const char *word, const char *operation)
+bool bad_parameter(const char *word, const char *operation)
 {
-    if (argument == nullptr)
-        DDS_LOG_AS(Exception, kSubmoduleThread, operation, DDS_LOG_BAD_PARAMETER_s, word);
-    return argument != nullptr;
+    DDS_LOG_AS(Exception, kSubmoduleThread, operation, DDS_LOG_BAD_PARAMETER_s, word);
+    return false;
+}
+
+bool is_given(const void *self, const char *operation)
+{
+    return self != nullptr || bad_parameter("self", operation);
 }
 
 template <class Record>
@@ -55,7 +59,7 @@ bool initialize(Factory &factory, const WOLK_ThreadStackAllocator *allocator)
     factory.interface = {&factory, WOLK_StackManagedThreadFactory_createThread,
                          WOLK_StackManagedThreadFactory_deleteThread};
     return factory.allocator.create_stack != nullptr ||
-           is_given(nullptr, "allocator", kInitializeFactory);
+           bad_parameter("allocator", kInitializeFactory);
 }
 
 /** What a thread is made of. */
@@ -65,14 +69,13 @@ struct Plan
     const DDS_ThreadSettings_t &settings;
     void *stack;
     DDS_UnsignedLong stack_size;
+    const ZOVOsapiCpuBitmap &cpus;
     WOLK_ThreadFunction function;
     void *parameter;
 };
 
 bool initialize(Thread &thread, const Plan &plan)
 {
-    ZOVOsapiCpuBitmap cpus;
-    DDS_ThreadSettings_CpuListToBitmap(&cpus, &plan.settings.cpu_list, plan.settings.cpu_rotation);
     thread.name = DDS_String_dup(plan.name);
     if (thread.name == nullptr) {
         DDS_LOG_AS(Exception, kSubmoduleThread, kInitializeThread, ZOV_LOG_ANY_FAILURE_s,
@@ -84,7 +87,7 @@ bool initialize(Thread &thread, const Plan &plan)
     std::memset(plan.stack, kFill, plan.stack_size);
     thread.os_thread = ZOVOsapiThread_newWithStack(
         plan.name, plan.settings.priority, plan.settings.mask, plan.stack,
-        static_cast<int32_t>(plan.stack_size), &cpus, plan.function, plan.parameter);
+        static_cast<int32_t>(plan.stack_size), &plan.cpus, plan.function, plan.parameter);
     if (thread.os_thread == nullptr)
         DDS_LOG_AS(Exception, kSubmoduleThread, kInitializeThread, DDS_LOG_CREATE_FAILURE_s,
                    "thread");
@@ -106,6 +109,9 @@ Thread *new_thread(const Plan &plan)
     DDS_LOG_AS(Exception, kSubmoduleThread, kNewThread, ZOV_LOG_INIT_FAILURE_s,
                "WOLK_StackManagedThread object");
     delete_record(thread);
+    // Kept: the stack is not given back; its allocator has no operation for it.
+    DDS_LOG_AS(Exception, kSubmoduleThread, kCreateThread, DDS_LOG_INITIALIZE_FAILURE_s,
+               "WOLK_StackManagedThread");
     return nullptr;
 }
 
@@ -165,22 +171,22 @@ void WOLK_StackManagedThreadFactory_finalize() {}
 WOLK_ThreadFactory *
 WOLK_StackManagedThreadFactory_as_thread_factory(WOLK_StackManagedThreadFactory *factory)
 {
-    return is_given(factory, "self", __func__) ? &factory->interface : nullptr;
+    return is_given(factory, __func__) ? &factory->interface : nullptr;
 }
 
 DDS_Long WOLK_StackManagedThreadFactory_get_thread_count(WOLK_StackManagedThreadFactory *factory)
 {
-    return is_given(factory, "self", __func__) ? factory->thread_count : 0;
+    return is_given(factory, __func__) ? factory->thread_count : 0;
 }
 
 WOLK_StackManagedThread *
 WOLK_StackManagedThreadFactory_get_thread_at(WOLK_StackManagedThreadFactory *factory,
                                              DDS_Long index)
 {
-    if (!is_given(factory, "self", __func__))
+    if (!is_given(factory, __func__))
         return nullptr;
     if (index < 0 || index >= factory->thread_count) {
-        DDS_LOG(Exception, kSubmoduleThread, DDS_LOG_BAD_PARAMETER_s, "index");
+        bad_parameter("index", __func__);
         return nullptr;
     }
     ZOVOsapiInlineListNode *node = factory->threads.first;
@@ -192,7 +198,7 @@ WOLK_StackManagedThreadFactory_get_thread_at(WOLK_StackManagedThreadFactory *fac
 void WOLK_StackManagedThreadFactory_print_threads_stack_summary(
     WOLK_StackManagedThreadFactory *factory)
 {
-    if (!is_given(factory, "self", __func__))
+    if (!is_given(factory, __func__))
         return;
     std::puts("WOLK_StackManagedThreadFactory: stack summary of created threads shown below:");
     for (ZOVOsapiInlineListNode *node = factory->threads.first; node != nullptr;
@@ -209,10 +215,10 @@ WOLK_StackManagedThreadFactory_createThread(void *factory_data, const char *name
                                             WOLK_ThreadFunction function, void *parameter)
 {
     auto *factory = static_cast<Factory *>(factory_data);
-    if (!is_given(factory, "self", __func__))
+    if (!is_given(factory, __func__))
         return nullptr;
     if (threadSettings->stack_size < DDS_THREAD_STACK_SIZE_DEFAULT) {
-        DDS_LOG(Exception, kSubmoduleThread, DDS_LOG_BAD_PARAMETER_s, "stack_size");
+        bad_parameter("stack_size", __func__);
         return nullptr;
     }
     const bool has_size = threadSettings->stack_size != DDS_THREAD_STACK_SIZE_DEFAULT;
@@ -224,13 +230,14 @@ WOLK_StackManagedThreadFactory_createThread(void *factory_data, const char *name
                 "!create stack from WOLK_ThreadStackAllocator");
         return nullptr;
     }
-    Thread *thread = new_thread({name, *threadSettings, stack, stack_size, function, parameter});
-    if (thread == nullptr) {
-        // Kept: the stack is not given back; its allocator has no operation for it.
-        DDS_LOG_AS(Exception, kSubmoduleThread, kCreateThread, DDS_LOG_INITIALIZE_FAILURE_s,
-                   "WOLK_StackManagedThread");
+    // An unknown rotation is reported, and the thread may use all CPUs of the list.
+    ZOVOsapiCpuBitmap cpus;
+    DDS_ThreadSettings_CpuListToBitmap(&cpus, &threadSettings->cpu_list,
+                                       threadSettings->cpu_rotation);
+    Thread *thread =
+        new_thread({name, *threadSettings, stack, stack_size, cpus, function, parameter});
+    if (thread == nullptr)
         return nullptr;
-    }
     thread->owner = factory;
     ZOVOsapiInlineList_addNodeToBack(&factory->threads, &thread->link);
     ++factory->thread_count;
@@ -241,7 +248,7 @@ void WOLK_StackManagedThreadFactory_deleteThread(void *factory_data,
                                                  WOLK_StackManagedThread *thread)
 {
     auto *factory = static_cast<Factory *>(factory_data);
-    if (!is_given(factory, "self", __func__) || !is_given(thread, "self", __func__))
+    if (!is_given(factory, __func__) || !is_given(thread, __func__))
         return;
     ZOVOsapiInlineList_removeNode(&factory->threads, &thread->link);
     --factory->thread_count;
@@ -250,28 +257,28 @@ void WOLK_StackManagedThreadFactory_deleteThread(void *factory_data,
 
 const char *WOLK_StackManagedThread_get_name(WOLK_StackManagedThread *thread)
 {
-    return is_given(thread, "self", __func__) ? thread->name : nullptr;
+    return is_given(thread, __func__) ? thread->name : nullptr;
 }
 
 DDS_Long WOLK_StackManagedThread_get_stack_size(WOLK_StackManagedThread *thread)
 {
-    return is_given(thread, "self", __func__) ? static_cast<DDS_Long>(thread->stack_size) : -1;
+    return is_given(thread, __func__) ? static_cast<DDS_Long>(thread->stack_size) : -1;
 }
 
 DDS_Long WOLK_StackManagedThread_get_stack_usage_max(WOLK_StackManagedThread *thread)
 {
-    return is_given(thread, "self", __func__) ? static_cast<DDS_Long>(used_bytes(*thread)) : -1;
+    return is_given(thread, __func__) ? static_cast<DDS_Long>(used_bytes(*thread)) : -1;
 }
 
 void *WOLK_StackManagedThread_getUserObjectI(WOLK_StackManagedThread *thread)
 {
     // Kept: the report names the operation that sets it.
-    return is_given(thread, "self", "WOLK_StackManagedThread_setUserObjectI") ? thread->user_object
-                                                                              : nullptr;
+    return is_given(thread, "WOLK_StackManagedThread_setUserObjectI") ? thread->user_object
+                                                                      : nullptr;
 }
 
 void WOLK_StackManagedThread_setUserObjectI(WOLK_StackManagedThread *thread, void *object)
 {
-    if (is_given(thread, "self", __func__))
+    if (is_given(thread, __func__))
         thread->user_object = object;
 }

@@ -31,7 +31,7 @@ typedef void *(*WOLK_ThreadFunction)(void *parameter);
 struct WOLK_ThreadStackAllocator
 {
     void *allocator_data;
-    /** A stack of at least the size in bytes, or null. */
+    /** A stack of the size in bytes, or null. May store the size that it gives instead. */
     void *(*create_stack)(void *allocator_data, DDS_UnsignedLong *requested_size);
 };
 typedef struct WOLK_ThreadStackAllocator WOLK_ThreadStackAllocator;
@@ -70,7 +70,11 @@ struct WOLK_StackManagedThread
 };
 typedef struct WOLK_StackManagedThread WOLK_StackManagedThread;
 
-/** The default source of stacks: the heap. Errors: null with "no space on heap for struct ...\n".
+/**
+ * The default source of stacks: the heap.
+ *
+ * Errors: null with "no space on heap for structure of size ... bytes\n".
+ * Ownership: the caller's; ZOVOsapiHeap_free, when the thread on it has ended.
  */
 void *WOLK_HeapBasedStackAllocator_createHeapBasedStack(void *allocator_data,
                                                         DDS_UnsignedLong *requested_size)
@@ -81,9 +85,9 @@ void *WOLK_HeapBasedStackAllocator_createHeapBasedStack(void *allocator_data,
  *
  * @param allocator copied; null means stacks from the heap.
  *
- * Errors: null with "unsupported ...\n", "no space on heap for struct ...\n", or "bad parameter:
- * ...\n" and "!initialize WOLK_StackManagedThreadFactory object\n" for an allocator without its
- * function.
+ * Errors: null with "unsupported ...\n", "no space on heap for structure of size ... bytes\n", or,
+ * for an allocator without its function, "bad parameter: allocator\n" and "!initialize
+ * WOLK_StackManagedThreadFactory object\n".
  * Ownership: the caller's; delete it with WOLK_StackManagedThreadFactory_delete.
  */
 ZOV_MUST_USE struct WOLK_StackManagedThreadFactory *
@@ -112,17 +116,19 @@ void WOLK_StackManagedThreadFactory_print_threads_stack_summary(
 /**
  * Creates and starts a thread.
  *
- * @param threadSettings a stack size of -1 means 65536 bytes.
+ * @param name copied; the platform shows its first 15 characters.
+ * @param threadSettings a stack size of -1 means 65536 bytes. A priority, policy, affinity or
+ * rotation that cannot be is reported, and the thread is started without it.
  *
- * Errors: null with "bad parameter: stack_size\n" for a negative one, with "!!create stack from
- * WOLK_ThreadStackAllocator\n"; or with what failed, "!init WOLK_StackManagedThread object\n" and
- * "!initialize WOLK_StackManagedThread\n", and the stack is not given back.
+ * Errors: null with "bad parameter: stack_size\n" for any other negative one; with "!!create stack
+ * from WOLK_ThreadStackAllocator\n"; with "no space on heap for structure of size ... bytes\n"; or
+ * with what failed, "!init WOLK_StackManagedThread object\n" and "!initialize
+ * WOLK_StackManagedThread\n". A stack that was obtained is not given back.
  * Ownership: the factory's until WOLK_StackManagedThreadFactory_deleteThread.
  */
-struct WOLK_StackManagedThread *
-WOLK_StackManagedThreadFactory_createThread(void *factory, const char *name,
-                                            const struct DDS_ThreadSettings_t *threadSettings,
-                                            WOLK_ThreadFunction function, void *parameter);
+struct WOLK_StackManagedThread *WOLK_StackManagedThreadFactory_createThread(
+    void *factory, const char *name, const struct DDS_ThreadSettings_t *threadSettings,
+    WOLK_ThreadFunction function, void *parameter) ZOV_NONNULL(3, 4);
 /** Deletes the record of a thread; the thread itself, if it still runs, runs on, on its stack. */
 void WOLK_StackManagedThreadFactory_deleteThread(void *factory,
                                                  struct WOLK_StackManagedThread *thread);

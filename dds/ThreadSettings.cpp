@@ -1,11 +1,19 @@
 #include "dds/ThreadSettings.h"
 
 #include "dds/Log.hpp"
+#include "dds/Sequence.hpp"
 #include "dds/XmlHelper.h"
 
-#include <string_view>
+#include <cstddef>
+
+static_assert(sizeof(DDS_ThreadSettings_t) == 96);
+static_assert(offsetof(DDS_ThreadSettings_t, cpu_list) == 16);
+static_assert(offsetof(DDS_ThreadSettings_t, cpu_rotation) == 88);
 
 namespace {
+
+using dds::sequence::length_of;
+using dds::sequence::slot_of;
 
 constexpr DDS_Long kCpuCount = 32 * ZOV_OSAPI_CPU_BITMAP_WORDS;
 
@@ -43,17 +51,6 @@ void set_defaults(DDS_ThreadSettings_t &settings)
     settings.priority = DDS_THREAD_PRIORITY_DEFAULT;
     settings.stack_size = DDS_THREAD_STACK_SIZE_DEFAULT;
     settings.cpu_rotation = DDS_THREAD_SETTINGS_CPU_NO_ROTATION;
-}
-
-/** The operations on sequences initialise one that never was, so none takes a constant. */
-DDS_LongSeq *list_of(const DDS_LongSeq &list)
-{
-    return const_cast<DDS_LongSeq *>(&list);
-}
-
-DDS_Long cpu_count(const DDS_LongSeq &list)
-{
-    return list.init_mark == DDS_SEQUENCE_INITIALIZED ? static_cast<DDS_Long>(list.length) : 0;
 }
 
 ZOVOsapiCpuBitmap bitmap_of(const DDS_ThreadSettings_t &settings)
@@ -118,7 +115,7 @@ DDS_Boolean DDS_ThreadSettings_is_equal(const DDS_ThreadSettings_t *a,
                                         const DDS_ThreadSettings_t *b)
 {
     if (a->mask != b->mask || a->priority != b->priority || a->stack_size != b->stack_size ||
-        cpu_count(a->cpu_list) != cpu_count(b->cpu_list))
+        length_of(&a->cpu_list) != length_of(&b->cpu_list))
         return DDS_BOOLEAN_FALSE;
     const ZOVOsapiCpuBitmap left = bitmap_of(*a);
     const ZOVOsapiCpuBitmap right = bitmap_of(*b);
@@ -135,8 +132,8 @@ DDS_ReturnCode_t DDS_ThreadSettings_CpuListToBitmap(ZOVOsapiCpuBitmap *bitmap,
                                                     const DDS_LongSeq *cpuList, DDS_Long rotation)
 {
     *bitmap = {};
-    for (DDS_Long i = 0; i < cpu_count(*cpuList); ++i) {
-        const DDS_Long cpu = *DDS_LongSeq_get_reference(list_of(*cpuList), i);
+    for (DDS_UnsignedLong i = 0; i < length_of(cpuList); ++i) {
+        const DDS_Long cpu = *slot_of(cpuList, i);
         if (cpu < 0 || cpu >= kCpuCount)
             continue;
         uint32_t &word = bitmap->word[cpu / 32];
@@ -185,7 +182,8 @@ void DDS_ThreadSettings_save(const char *name, const DDS_ThreadSettings_t *self,
     save_mask(self->mask, context);
     DDS_XMLHelper_save_long("priority", self->priority, context);
     DDS_XMLHelper_save_long("stack_size", self->stack_size, context);
-    DDS_XMLHelper_save_long_seq("cpu_list", list_of(self->cpu_list), context);
+    DDS_LongSeq cpu_list = self->cpu_list; // a view: what reads a sequence may initialise it
+    DDS_XMLHelper_save_long_seq("cpu_list", &cpu_list, context);
     if (!is_rotation(self->cpu_rotation)) {
         DDS_LOG(Exception, kSubmoduleSettings, DDS_LOG_SAVE_INCONSISTENT_ENTITY_ss, name,
                 "cpu_rotation");

@@ -20,14 +20,16 @@ ZOV_BEGIN_DECLARATIONS
 
 struct ZOVXMLSaveContext;
 
-/* Bits of the mask. */
-#define DDS_THREAD_SETTINGS_FLOATING_POINT 0x01u
-#define DDS_THREAD_SETTINGS_STDIO 0x02u
-#define DDS_THREAD_SETTINGS_REALTIME_PRIORITY 0x08u
-#define DDS_THREAD_SETTINGS_PRIORITY_ENFORCE 0x10u
+/* Bits of the mask, and the words that stand for them in XML. */
+#define DDS_THREAD_SETTINGS_FLOATING_POINT 0x01u    /**< THREAD_SETTINGS_FLOATING_POINT */
+#define DDS_THREAD_SETTINGS_STDIO 0x02u             /**< THREAD_SETTINGS_STDIO */
+#define DDS_THREAD_SETTINGS_REALTIME_PRIORITY 0x08u /**< THREAD_SETTINGS_REALTIME_PRIORITY */
+#define DDS_THREAD_SETTINGS_PRIORITY_ENFORCE 0x10u  /**< THREAD_SETTINGS_PRIORITY_ENFORCE */
 
-#define DDS_THREAD_SETTINGS_CPU_NO_ROTATION 0 /**< a thread may use all CPUs of the list */
-#define DDS_THREAD_SETTINGS_CPU_RR_ROTATION 1 /**< threads are spread over the list in turn */
+/** A thread may use all CPUs of the list; in XML THREAD_SETTINGS_CPU_NO_ROTATION. */
+#define DDS_THREAD_SETTINGS_CPU_NO_ROTATION 0
+/** Threads are spread over the list in turn; in XML THREAD_SETTINGS_CPU_RR_ROTATION. */
+#define DDS_THREAD_SETTINGS_CPU_RR_ROTATION 1
 
 #define DDS_THREAD_PRIORITY_DEFAULT (-9999999)
 #define DDS_THREAD_STACK_SIZE_DEFAULT (-1)
@@ -54,7 +56,8 @@ void DDS_ThreadSettings_t_finalize(struct DDS_ThreadSettings_t *self) ZOV_NONNUL
  *
  * @return self.
  *
- * Errors: null with "bad parameter: self\n", "bad parameter: from\n" or "!copy cpu_list\n".
+ * Errors: null with "bad parameter: self\n", "bad parameter: from\n" or "!copy cpu_list\n"; self is
+ * as before.
  */
 struct DDS_ThreadSettings_t *DDS_ThreadSettings_t_copy(struct DDS_ThreadSettings_t *self,
                                                        const struct DDS_ThreadSettings_t *from);

@@ -21,6 +21,8 @@ inline bool inconsistent(const char *operation, const char *name, const char *ot
     return false;
 }
 
+constexpr DDS_Long kMillion = 1'000'000;
+
 constexpr bool is_within(DDS_Long value, DDS_Long minimum, DDS_Long maximum)
 {
     return minimum <= value && value <= maximum;
@@ -29,7 +31,7 @@ constexpr bool is_within(DDS_Long value, DDS_Long minimum, DDS_Long maximum)
 enum class Demand {
     Range,            /**< from minimum to maximum */
     RangeOrUnlimited, /**< or -1 */
-    FromMinimum,      /**< and not 0 unless that is within */
+    FromMinimum,      /**< and no maximum */
     NotZero,
     UnsignedMaximum,   /**< negative values are above it */
     AtMost,            /**< not above the other field, unless that is negative */

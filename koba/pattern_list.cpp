@@ -9,6 +9,7 @@ namespace {
 class Elements
 {
 public:
+    // cppcheck-suppress uninitMemberVar ; the scratch buffer is filled with each element
     Elements(const char *list, char delim) : m_rest(*list == '\'' ? list + 1 : list), m_delim(delim)
     {
     }

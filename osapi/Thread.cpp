@@ -20,8 +20,8 @@ static_assert(offsetof(ZovOsapiThread_Info, zero) == 24);
 //
 //     creator                                  new thread
 //     makes the child record
-//     pthread_create  ---------------------->  reads its priority, blocks signals
-//     sets affinity and name                   takes the start semaphore
+//     pthread_create  ---------------------->  reads its priority, blocks signals, sets its name
+//     sets affinity                            takes the start semaphore
 //     gives the start semaphore  ----------->  deletes semaphore and record, runs the function
 //
 // Behind the give the record is the new thread's alone.
@@ -32,7 +32,6 @@ using zov::osapi::ErrorText;
 
 constexpr char kInitialize[] = "ZOVOsapiThread_initializeWithStack";
 constexpr char kOnSpawned[] = "ZOVOsapiThreadChild_onSpawned";
-constexpr std::size_t kPlatformNameSize = 16;
 constexpr std::int32_t kCpuListSize = 512;
 
 using Child = zov::heap::Owned<ZOVOsapiThreadChild, zov::heap::Kind::Structure>;
@@ -186,16 +185,7 @@ void set_affinity(pthread_t thread, const ZOVOsapiCpuBitmap *bitmap)
                  ZOVOsapiCpuBitmap_cpusetToString(&cpus, list, sizeof list));
 }
 
-void set_name(pthread_t thread, const char *name)
-{
-    if (name == nullptr)
-        return;
-    char short_name[kPlatformNameSize];
-    ZOVLog_snprintf(short_name, sizeof short_name, "%s", name);
-    pthread_setname_np(thread, short_name);
-}
-
-bool make_child(Child &child, std::uint32_t options, std::int32_t priority,
+bool make_child(Child &child, const char *name, std::uint32_t options, std::int32_t priority,
                 ZOVOsapiThreadFunction function, void *argument)
 {
     constexpr char kContext[] = "ZOVOsapiThreadChild_new";
@@ -208,7 +198,10 @@ bool make_child(Child &child, std::uint32_t options, std::int32_t priority,
               .options = options,
               .priority = priority,
               .function = function,
-              .argument = argument};
+              .argument = argument,
+              .name = {}};
+    if (name != nullptr)
+        ZOVLog_snprintf(child->name, sizeof child->name, "%s", name);
     if (child->start != nullptr)
         return true;
     OSAPI_LOG_AS(Exception, kSubmoduleThread, kContext, ZOV_LOG_CREATION_FAILURE_s, "semaphore");
@@ -251,6 +244,13 @@ void block_signals()
                      "signal blocking failed");
 }
 
+/** From outside the platform would open, write and close a file for it. */
+void set_name(const char *name)
+{
+    if (name[0] != '\0')
+        pthread_setname_np(pthread_self(), name);
+}
+
 /** Lets the thread be cancelled from here on, at any point if that was asked for. */
 void allow_cancellation(std::uint32_t options)
 {
@@ -269,6 +269,7 @@ extern "C" void *ZOVOsapiThreadChild_onSpawned(void *record)
     const bool usable = check_scheduling(*child);
     if (usable)
         block_signals();
+    set_name(child->name);
     if (ZOVOsapiSemaphore_take(child->start, nullptr) != ZOV_OSAPI_SEMAPHORE_STATUS_OK) {
         OSAPI_LOG(Exception, kSubmoduleThread, ZOV_LOG_SEMAPHORE_TAKE_FAILURE);
         // Kept: the creator may not have given the semaphore yet, so the record stays.
@@ -332,7 +333,7 @@ ZOVBool ZOVOsapiThread_initializeWithStack(ZOVOsapiThread *thread, const char *n
                                            ZOVOsapiThreadFunction function, void *argument)
 {
     Child child;
-    if (!make_child(child, options, priority, function, argument))
+    if (!make_child(child, name, options, priority, function, argument))
         return fail_with_child(nullptr);
     {
         Attributes attributes;
@@ -340,7 +341,6 @@ ZOVBool ZOVOsapiThread_initializeWithStack(ZOVOsapiThread *thread, const char *n
             !create(thread->handle, attributes, child.get()))
             return fail_with_child(child.release());
         set_affinity(thread->handle, cpuBitmap);
-        set_name(thread->handle, name);
     }
     // From here on the record is the new thread's, whatever becomes of the give.
     ZOVOsapiThreadChild *const given_away = child.release();

@@ -51,6 +51,7 @@ struct ZOVOsapiThreadChild
     int32_t priority;
     ZOVOsapiThreadFunction function;
     void *argument;
+    char name[16]; /**< as much of it as the platform shows; empty for none */
 };
 typedef struct ZOVOsapiThreadChild ZOVOsapiThreadChild;
 
