@@ -31,7 +31,8 @@ extern const struct DDS_TypeAllocationParams_t
 extern const struct DDS_TypeDeallocationParams_t
     DDS_TYPE_DEALLOCATION_PARAMS_DEFAULT; /**< TRUE, TRUE */
 
-/* Errors of all: FALSE or null with "bad parameter: self\n" or "bad parameter: src\n" for null. */
+/* Errors of all but equals: FALSE or null with "bad parameter: self\n" or "bad parameter: src\n"
+ * for null. */
 
 /** Writes the default. */
 DDS_Boolean DDS_TypeAllocationParams_t_initialize(struct DDS_TypeAllocationParams_t *self);

@@ -54,7 +54,7 @@ void DDS_Duration_to_ntp_time(const struct DDS_Duration_t *duration, struct ZOVN
  * Turns a time into a duration.
  *
  * Null and seconds of 0x7FFFFFFF become the infinite duration, {-1, 0} the automatic one.
- * Nanoseconds are rounded up, so that a duration survives the way to a time and back.
+ * Nanoseconds are rounded up, so that those below a second survive the way to a time and back.
  */
 void DDS_Duration_from_ntp_time(struct DDS_Duration_t *duration_out, const struct ZOVNtpTime *time)
     ZOV_NONNULL(1);

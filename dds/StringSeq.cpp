@@ -7,6 +7,7 @@
 
 namespace {
 
+using dds::sequence::bad_parameter;
 using dds::sequence::length_of;
 using dds::sequence::slot_of;
 
@@ -53,6 +54,8 @@ char **DDS_StringSeq_copy_string(char **dst_slot, char *const *src_slot)
 
 DDS_Boolean DDS_StringSeq_equals(const DDS_StringSeq *left, const DDS_StringSeq *right)
 {
+    if (left == nullptr || right == nullptr)
+        return bad_parameter(__func__, "self");
     const DDS_UnsignedLong length = length_of(left);
     if (length != length_of(right))
         return DDS_BOOLEAN_FALSE;
@@ -64,6 +67,8 @@ DDS_Boolean DDS_StringSeq_equals(const DDS_StringSeq *left, const DDS_StringSeq 
 
 DDS_Boolean DDS_StringSeq_contains_empty_strings(const DDS_StringSeq *self)
 {
+    if (self == nullptr)
+        return bad_parameter(__func__, "self");
     for (DDS_UnsignedLong i = 0; i < length_of(self); ++i)
         if ((*slot_of(self, i))[0] == '\0')
             return DDS_BOOLEAN_TRUE;
@@ -72,6 +77,8 @@ DDS_Boolean DDS_StringSeq_contains_empty_strings(const DDS_StringSeq *self)
 
 DDS_Boolean DDS_StringSeq_contains_null_strings(const DDS_StringSeq *self)
 {
+    if (self == nullptr)
+        return bad_parameter(__func__, "self");
     for (DDS_UnsignedLong i = 0; i < length_of(self); ++i)
         if (*slot_of(self, i) == nullptr)
             return DDS_BOOLEAN_TRUE;

@@ -3,8 +3,8 @@
  *
  * It is a sequence as dds/Sequence.h has it, whose elements are heap strings or null: an owned one
  * owns the strings in all its slots up to the maximum, also those past the length. Growing and
- * copying copies every string; a shorter length frees none. The slots of a loaned buffer must hold
- * null or heap strings.
+ * copying copies every string; a shorter length frees none. Slots that are not the
+ * sequence's own, of a loaned buffer or of an array to copy to, must hold null or heap strings.
  *
  * A string that cannot be copied for want of memory fails the operation with the heap's report:
  * growing then leaves the sequence as it was; a copy has set the length, and leaves the elements
@@ -40,14 +40,16 @@ extern const struct DDS_StringSeq DDS_STRING_SEQUENCE_EMPTY;
  */
 char **DDS_StringSeq_copy_string(char **dst_slot, char *const *src_slot) ZOV_NONNULL();
 
+/* Errors of the next three: FALSE with "bad parameter: self\n" for a null sequence. */
+
 /** Tells whether all elements are equal texts; null is equal to null only. */
 DDS_Boolean DDS_StringSeq_equals(const struct DDS_StringSeq *left,
-                                 const struct DDS_StringSeq *right) ZOV_NONNULL();
+                                 const struct DDS_StringSeq *right);
 
 /** Tells whether an element is an empty text; no element may be null. */
-DDS_Boolean DDS_StringSeq_contains_empty_strings(const struct DDS_StringSeq *self) ZOV_NONNULL();
+DDS_Boolean DDS_StringSeq_contains_empty_strings(const struct DDS_StringSeq *self);
 /** Tells whether an element is null. */
-DDS_Boolean DDS_StringSeq_contains_null_strings(const struct DDS_StringSeq *self) ZOV_NONNULL();
+DDS_Boolean DDS_StringSeq_contains_null_strings(const struct DDS_StringSeq *self);
 
 /**
  * Fills a fresh sequence with copies of strings; those that it held are not freed. A count of 0

@@ -34,14 +34,30 @@ bool is_given(const void *self, const char *operation)
     return self != nullptr || bad_parameter("self", operation);
 }
 
+/** Reports that a record found no memory; null for one that did not. */
 template <class Record>
-Record *allocate(const char *operation)
+Record *checked(Record *record, const char *operation)
 {
-    Record *record = nullptr;
-    if (ZOVOsapiHeap_allocateStructure(&record, Record) == nullptr)
+    if (record == nullptr)
         DDS_LOG_AS(Exception, kSubmoduleThread, operation,
                    ZOV_OSAPI_MEMORY_LOG_OUT_OF_HEAP_STRUCT_d, static_cast<int>(sizeof(Record)));
     return record;
+}
+
+// The heap notes down the name of the type: the records' own.
+
+Factory *allocate_factory()
+{
+    Factory *factory = nullptr;
+    ZOVOsapiHeap_allocateStructure(&factory, struct WOLK_StackManagedThreadFactory);
+    return checked(factory, kNewFactory);
+}
+
+Thread *allocate_thread()
+{
+    Thread *thread = nullptr;
+    ZOVOsapiHeap_allocateStructure(&thread, struct WOLK_StackManagedThread);
+    return checked(thread, kNewThread);
 }
 
 Thread *thread_of(ZOVOsapiInlineListNode *node)
@@ -103,7 +119,7 @@ void delete_record(Thread *thread)
 
 Thread *new_thread(const Plan &plan)
 {
-    auto *thread = allocate<Thread>(kNewThread);
+    auto *thread = allocate_thread();
     if (thread == nullptr || initialize(*thread, plan))
         return thread;
     DDS_LOG_AS(Exception, kSubmoduleThread, kNewThread, ZOV_LOG_INIT_FAILURE_s,
@@ -150,7 +166,7 @@ WOLK_StackManagedThreadFactory_new(const WOLK_ThreadStackAllocator *allocator)
                 "class. WOLK_StackManagedThreadFactory is not available in the running platform");
         return nullptr;
     }
-    zov::heap::Owned<Factory, zov::heap::Kind::Structure> factory(allocate<Factory>(kNewFactory));
+    zov::heap::Owned<Factory, zov::heap::Kind::Structure> factory(allocate_factory());
     if (factory.get() == nullptr)
         return nullptr;
     if (!initialize(*factory, allocator)) {

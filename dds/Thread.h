@@ -31,7 +31,8 @@ typedef void *(*WOLK_ThreadFunction)(void *parameter);
 struct WOLK_ThreadStackAllocator
 {
     void *allocator_data;
-    /** A stack of the size in bytes, or null. May store the size that it gives instead. */
+    /** A stack of the size in bytes, or null. May store the size that it gives instead, up to
+     * 0x7FFFFFFF. */
     void *(*create_stack)(void *allocator_data, DDS_UnsignedLong *requested_size);
 };
 typedef struct WOLK_ThreadStackAllocator WOLK_ThreadStackAllocator;
@@ -117,8 +118,10 @@ void WOLK_StackManagedThreadFactory_print_threads_stack_summary(
  * Creates and starts a thread.
  *
  * @param name copied; the platform shows its first 15 characters.
- * @param threadSettings a stack size of -1 means 65536 bytes. A priority, policy, affinity or
- * rotation that cannot be is reported, and the thread is started without it.
+ * @param threadSettings a stack size of -1 means 65536 bytes. A priority outside
+ * its policy's range, an affinity or a rotation that cannot be is reported, and the thread is
+ * started without it; with the realtime option it does not start without a priority, or without
+ * the privilege for one.
  *
  * Errors: null with "bad parameter: stack_size\n" for any other negative one; with "!!create stack
  * from WOLK_ThreadStackAllocator\n"; with "no space on heap for structure of size ... bytes\n"; or

@@ -4,6 +4,7 @@
 #include "dds/Sequence.hpp"
 #include "dds/XmlHelper.h"
 
+#include <algorithm>
 #include <cstddef>
 
 static_assert(sizeof(DDS_ThreadSettings_t) == 96);
@@ -162,7 +163,7 @@ DDS_ReturnCode_t DDS_ThreadSettings_CpuListFromBitmap(const ZOVOsapiCpuBitmap *b
             continue;
         // Room for all of them at once; the list is as long as what was written.
         if (!DDS_LongSeq_ensure_length(cpuList, length + 1,
-                                       bitmap->count > length ? bitmap->count : length + 1))
+                                       std::clamp(bitmap->count, length + 1, kCpuCount)))
             return DDS_RETCODE_OUT_OF_RESOURCES;
         *DDS_LongSeq_get_reference(cpuList, length++) = cpu;
     }

@@ -46,7 +46,7 @@ typedef struct DDS_ThreadSettings_t DDS_ThreadSettings_t;
 
 /** Writes the defaults, over whatever there is: no option, no CPU. @return TRUE. */
 DDS_Boolean DDS_ThreadSettings_t_initialize(struct DDS_ThreadSettings_t *self) ZOV_NONNULL();
-/** Gives initialised settings the defaults, and frees their list. */
+/** Gives initialised settings the defaults, and frees their list; a loaned one stays, reported. */
 void DDS_ThreadSettings_get_default(struct DDS_ThreadSettings_t *self) ZOV_NONNULL();
 /** Frees the list. Errors: "!sequence does not own its buffer\n" behind the sequence's report. */
 void DDS_ThreadSettings_t_finalize(struct DDS_ThreadSettings_t *self) ZOV_NONNULL();

@@ -85,8 +85,9 @@ typedef struct ZovOsapiThread_Info ZovOsapiThread_Info;
  * means the platform's default.
  * @param cpuBitmap the CPUs that the thread may use; null or one without CPUs means all.
  *
- * A priority, stack size, policy or affinity that the platform refuses is reported, and the thread
- * is started without it.
+ * A priority outside its policy's range, a stack size or an affinity that the platform refuses is
+ * reported, and the thread is started without it. With the realtime option it does not start
+ * without a priority, or without the privilege for one.
  *
  * Errors: null, with what failed reported, then "!create child\n" and "!create initialize\n".
  * Ownership: the caller's; deleting the record does not stop the thread.

@@ -489,6 +489,14 @@ TEST(StringSequence, AnswersQueries)
     DDS_StringSeq_set_length(&shortened, 1);
     EXPECT_FALSE(DDS_StringSeq_contains_empty_strings(&shortened));
     EXPECT_FALSE(DDS_StringSeq_contains_null_strings(&shortened));
+    const LogCapture capture;
+    EXPECT_FALSE(DDS_StringSeq_equals(&shortened, nullptr));
+    EXPECT_FALSE(DDS_StringSeq_contains_empty_strings(nullptr));
+    EXPECT_FALSE(DDS_StringSeq_contains_null_strings(nullptr));
+    EXPECT_EQ(capture.lines(),
+              Lines({"DDS_StringSeq_equals:bad parameter: self\n",
+                     "DDS_StringSeq_contains_empty_strings:bad parameter: self\n",
+                     "DDS_StringSeq_contains_null_strings:bad parameter: self\n"}));
     DDS_StringSeq_finalize(&shortened);
 }
 
