@@ -190,6 +190,11 @@ TEST(XmlObject, FindsEachOfManyChildren)
         EXPECT_EQ(ZOVXMLObject_lookUpChild(root, name_of(i).c_str()), children[i]);
         EXPECT_EQ(ZOVXMLObject_lookUp(children[0], name_of(i).c_str()), children[i]);
     }
+    ZOVXMLObject *scope = make(root, "a");
+    ZOVXMLObject *inner = make(scope, "x");
+    for (std::size_t i = 0; i < 50; ++i)
+        make(root, ("a" + name_of(i)).c_str());
+    EXPECT_EQ(ZOVXMLObject_lookUp(root, "a::x"), inner) << "the end of a name sorts first";
     EXPECT_EQ(ZOVXMLObject_lookUpChild(root, "\xC3\xA4"), nullptr);
     EXPECT_EQ(ZOVXMLObject_lookUpChild(root, "root"), nullptr);
     EXPECT_EQ(ZOVXMLObject_lookUpChild(root, "\xC3\xA4::1"), nullptr) << "no scoped name";
