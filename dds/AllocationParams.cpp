@@ -19,12 +19,7 @@ const DDS_TypeDeallocationParams_t DDS_TYPE_DEALLOCATION_PARAMS_DEFAULT = {
 
 namespace {
 
-bool is_given(const void *argument, const char *name, const char *operation)
-{
-    if (argument == nullptr)
-        DDS_LOG_AS(Exception, kSubmoduleAllocationParams, operation, DDS_LOG_BAD_PARAMETER_s, name);
-    return argument != nullptr;
-}
+constexpr auto is_given = dds::is_given<dds::kSubmoduleAllocationParams>;
 
 template <class Params>
 Params *copy(Params *self, const Params *src, const char *operation)

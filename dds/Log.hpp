@@ -29,4 +29,24 @@ inline constexpr std::uint32_t kSubmoduleXml = DDS_LOG_SUBMODULE_XML;
 /** Reports a message of the DDS layer: DDS_LOG(Exception, kSubmoduleString, MESSAGE, ...). */
 #define DDS_LOG(LEVEL, SUBMODULE, ...) DDS_LOG_AS(LEVEL, SUBMODULE, __func__, __VA_ARGS__)
 
+namespace dds {
+
+/** Reports an argument that is missing, or that cannot be; false. */
+template <std::uint32_t submodule>
+[[gnu::cold, gnu::noinline]] bool bad_parameter(const char *operation, const char *word)
+{
+    ZOV_LOG(DDSLog, ::zov::log::announce, Exception, submodule, operation, DDS_LOG_BAD_PARAMETER_s,
+            word);
+    return false;
+}
+
+/** Whether an argument is there; one that is not is reported. */
+template <std::uint32_t submodule>
+bool is_given(const void *argument, const char *word, const char *operation)
+{
+    return argument != nullptr || bad_parameter<submodule>(operation, word);
+}
+
+} // namespace dds
+
 #endif

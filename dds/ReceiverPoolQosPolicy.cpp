@@ -11,6 +11,8 @@ static_assert(offsetof(DDS_ReceiverPoolQosPolicy, flag) == 112);
 
 namespace {
 
+constexpr auto is_given = dds::is_given<dds::kSubmoduleSettings>;
+
 constexpr DDS_UnsignedLong kDefaultMask =
     DDS_THREAD_SETTINGS_FLOATING_POINT | DDS_THREAD_SETTINGS_STDIO;
 constexpr DDS_Long kMaximumThreads = 10'000;
@@ -62,11 +64,8 @@ DDS_Boolean DDS_ReceiverPoolQosPolicy_equals(const DDS_ReceiverPoolQosPolicy *le
 DDS_ReceiverPoolQosPolicy *DDS_ReceiverPoolQosPolicy_copy(DDS_ReceiverPoolQosPolicy *self,
                                                           const DDS_ReceiverPoolQosPolicy *src)
 {
-    if (self == nullptr || src == nullptr) {
-        DDS_LOG(Exception, kSubmoduleSettings, DDS_LOG_BAD_PARAMETER_s,
-                self == nullptr ? "self" : "src");
+    if (!is_given(self, "self", __func__) || !is_given(src, "src", __func__))
         return nullptr;
-    }
     if (DDS_ThreadSettings_t_copy(&self->thread, &src->thread) == nullptr) {
         DDS_LOG(Exception, kSubmoduleSettings, DDS_LOG_COPY_FAILURE_s, "thread_settings");
         return nullptr;

@@ -23,15 +23,11 @@ constexpr char kCreateThread[] = "WOLK_StackManagedThreadFactory_createThread";
 constexpr DDS_UnsignedLong kDefaultStackSize = 65536;
 constexpr unsigned char kFill = ':';
 
-bool bad_parameter(const char *word, const char *operation)
-{
-    DDS_LOG_AS(Exception, kSubmoduleThread, operation, DDS_LOG_BAD_PARAMETER_s, word);
-    return false;
-}
+constexpr auto bad_parameter = dds::bad_parameter<dds::kSubmoduleThread>;
 
 bool is_given(const void *self, const char *operation)
 {
-    return self != nullptr || bad_parameter("self", operation);
+    return dds::is_given<dds::kSubmoduleThread>(self, "self", operation);
 }
 
 /** Reports that a record found no memory; null for one that did not. */
@@ -75,7 +71,7 @@ bool initialize(Factory &factory, const WOLK_ThreadStackAllocator *allocator)
     factory.interface = {&factory, WOLK_StackManagedThreadFactory_createThread,
                          WOLK_StackManagedThreadFactory_deleteThread};
     return factory.allocator.create_stack != nullptr ||
-           bad_parameter("allocator", kInitializeFactory);
+           bad_parameter(kInitializeFactory, "allocator");
 }
 
 /** What a thread is made of. */
@@ -202,7 +198,7 @@ WOLK_StackManagedThreadFactory_get_thread_at(WOLK_StackManagedThreadFactory *fac
     if (!is_given(factory, __func__))
         return nullptr;
     if (index < 0 || index >= factory->thread_count) {
-        bad_parameter("index", __func__);
+        bad_parameter(__func__, "index");
         return nullptr;
     }
     ZOVOsapiInlineListNode *node = factory->threads.first;
@@ -234,7 +230,7 @@ WOLK_StackManagedThreadFactory_createThread(void *factory_data, const char *name
     if (!is_given(factory, __func__))
         return nullptr;
     if (threadSettings->stack_size < DDS_THREAD_STACK_SIZE_DEFAULT) {
-        bad_parameter("stack_size", __func__);
+        bad_parameter(__func__, "stack_size");
         return nullptr;
     }
     const bool has_size = threadSettings->stack_size != DDS_THREAD_STACK_SIZE_DEFAULT;

@@ -136,6 +136,7 @@ struct WOLK_StackManagedThread *WOLK_StackManagedThreadFactory_createThread(
 void WOLK_StackManagedThreadFactory_deleteThread(void *factory,
                                                  struct WOLK_StackManagedThread *thread);
 
+/** The name that it was created with; the thread's, as long as its record lives. */
 const char *WOLK_StackManagedThread_get_name(struct WOLK_StackManagedThread *thread);
 /** In bytes. Errors: -1. */
 DDS_Long WOLK_StackManagedThread_get_stack_size(struct WOLK_StackManagedThread *thread);

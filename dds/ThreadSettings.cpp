@@ -13,6 +13,8 @@ static_assert(offsetof(DDS_ThreadSettings_t, cpu_rotation) == 88);
 
 namespace {
 
+constexpr auto is_given = dds::is_given<dds::kSubmoduleSettings>;
+
 using dds::sequence::length_of;
 using dds::sequence::slot_of;
 
@@ -96,11 +98,8 @@ void DDS_ThreadSettings_t_finalize(DDS_ThreadSettings_t *self)
 DDS_ThreadSettings_t *DDS_ThreadSettings_t_copy(DDS_ThreadSettings_t *self,
                                                 const DDS_ThreadSettings_t *from)
 {
-    if (self == nullptr || from == nullptr) {
-        DDS_LOG(Exception, kSubmoduleSettings, DDS_LOG_BAD_PARAMETER_s,
-                self == nullptr ? "self" : "from");
+    if (!is_given(self, "self", __func__) || !is_given(from, "from", __func__))
         return nullptr;
-    }
     if (DDS_LongSeq_copy(&self->cpu_list, &from->cpu_list) == nullptr) {
         DDS_LOG(Exception, kSubmoduleSettings, DDS_LOG_COPY_FAILURE_s, "cpu_list");
         return nullptr;

@@ -4,9 +4,7 @@
 
 DDS_Long DDS_XMLContext_get_current_line_number(ZOVXMLContext *context)
 {
-    if (context == nullptr) {
-        DDS_LOG(Exception, kSubmoduleXml, DDS_LOG_BAD_PARAMETER_s, "context");
-        return 0;
-    }
-    return ZOVXMLContext_getCurrentLineNumber(context);
+    return dds::is_given<dds::kSubmoduleXml>(context, "context", __func__)
+               ? ZOVXMLContext_getCurrentLineNumber(context)
+               : 0;
 }

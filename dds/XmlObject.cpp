@@ -5,12 +5,7 @@
 
 namespace {
 
-bool is_given(const void *argument, const char *word, const char *operation)
-{
-    if (argument == nullptr)
-        DDS_LOG_AS(Exception, kSubmoduleXml, operation, DDS_LOG_BAD_PARAMETER_s, word);
-    return argument != nullptr;
-}
+constexpr auto is_given = dds::is_given<dds::kSubmoduleXml>;
 
 } // namespace
 

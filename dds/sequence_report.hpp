@@ -33,11 +33,7 @@ consteval std::array<char, m + n> joined(const Text<m> &type, const Text<n> &ope
 
 // Reports. All of them return false, so that a failure is one line.
 
-[[gnu::cold, gnu::noinline]] inline bool bad_parameter(const char *context, const char *argument)
-{
-    DDS_LOG_AS(Exception, kSubmoduleSequence, context, DDS_LOG_BAD_PARAMETER_s, argument);
-    return false;
-}
+inline constexpr auto bad_parameter = dds::bad_parameter<kSubmoduleSequence>;
 
 [[gnu::cold, gnu::noinline]] inline bool assertion_failed(const char *context,
                                                           const char *assertion)

@@ -15,12 +15,7 @@ using dds::sequence::slot_of;
 
 namespace {
 
-bool is_given(const DDS_StringSeq *self, const char *operation)
-{
-    if (self == nullptr)
-        DDS_LOG_AS(Exception, kSubmoduleSettings, operation, DDS_LOG_BAD_PARAMETER_s, "self");
-    return self != nullptr;
-}
+constexpr auto is_given = dds::is_given<dds::kSubmoduleSettings>;
 
 void copy_terminated(char *destination, std::string_view token)
 {
@@ -110,7 +105,7 @@ DDS_Boolean DDS_StringSeq_from_string_array(DDS_StringSeq *self, const char *con
 DDS_ReturnCode_t DDS_StringSeq_from_delimited_string(DDS_StringSeq *self, const char *text,
                                                      char delimiter)
 {
-    if (!is_given(self, __func__))
+    if (!is_given(self, "self", __func__))
         return DDS_RETCODE_BAD_PARAMETER;
     const DDS_Long count = count_elements(text, delimiter);
     if (!DDS_StringSeq_ensure_length(self, count, count)) {
@@ -158,7 +153,7 @@ DDS_ReturnCode_t DDS_StringSeq_to_delimited_string(const DDS_StringSeq *self, ch
 {
     if (buffer_size > 0)
         *buffer = '\0';
-    if (!is_given(self, __func__))
+    if (!is_given(self, "self", __func__))
         return DDS_RETCODE_BAD_PARAMETER;
     std::int64_t size = 0;
     for (DDS_UnsignedLong i = 0; i < length_of(self); ++i) {
@@ -190,7 +185,7 @@ DDS_ReturnCode_t DDS_StringSeq_to_delimited_string_w_alloc(const DDS_StringSeq *
                                                            char delimiter)
 {
     *text_out = nullptr;
-    if (!is_given(self, __func__))
+    if (!is_given(self, "self", __func__))
         return DDS_RETCODE_BAD_PARAMETER;
     const DDS_Long size = size_of_joined(self);
     zov::heap::Owned<char, zov::heap::Kind::Array> text;

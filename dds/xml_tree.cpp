@@ -10,6 +10,8 @@
 
 namespace {
 
+constexpr auto is_given = dds::is_given<dds::kSubmoduleXml>;
+
 /** Cuts a text at a character; the rest, or null. */
 char *cut_at(char *text, char separator)
 {
@@ -90,11 +92,8 @@ void DDS_XMLHelper_print_xml_tree(ZOVXMLObject *object, DDS_Long depth)
 
 const char *DDS_XMLHelper_get_attribute_value(const char **attribute_list, const char *name)
 {
-    if (attribute_list == nullptr || name == nullptr) {
-        DDS_LOG(Exception, kSubmoduleXml, DDS_LOG_BAD_PARAMETER_s,
-                attribute_list == nullptr ? "attr_list" : "name");
+    if (!is_given(attribute_list, "attr_list", __func__) || !is_given(name, "name", __func__))
         return nullptr;
-    }
     return ZOVXMLHelper_getAttribute(attribute_list, name);
 }
 

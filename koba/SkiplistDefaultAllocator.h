@@ -54,6 +54,7 @@ ZOV_MUST_USE ZOVBool KOBASkiplist_newDefaultAllocatorSafe(struct KOBASkiplistDes
                                                           int8_t maxLevel, int32_t expectedCount)
     ZOV_NONNULL();
 
+/** Deletes it, as KOBASkiplist_deleteDefaultAllocator does the plain one; its lists go first. */
 void KOBASkiplist_deleteDefaultAllocatorSafe(struct KOBASkiplistDescription *desc) ZOV_NONNULL();
 
 ZOV_END_DECLARATIONS

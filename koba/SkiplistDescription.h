@@ -35,6 +35,7 @@ void KOBASkiplistDescription_init(struct KOBASkiplistDescription *desc, int8_t m
                                   KOBASkiplistDestroyNodeFcn destroy, void *destroyParam,
                                   KOBASkiplistLevelFcn levelFn, void *levelParam) ZOV_NONNULL(1);
 
+/** The highest level that a node may have. */
 int32_t KOBASkiplistDescription_getMaximumLevel(const struct KOBASkiplistDescription *desc)
     ZOV_NONNULL();
 

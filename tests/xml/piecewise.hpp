@@ -54,24 +54,13 @@ ZOV_PRINTF(2, 3) inline void print(ZOVXMLSaveContext &context, const char *forma
     va_end(arguments);
 }
 
-ZOV_PRINTF(2, 3) inline void print_blanks(ZOVXMLSaveContext &context, const char *format, ...)
-{
-    va_list arguments;
-    va_list copy;
-    va_start(arguments, format);
-    va_copy(copy, arguments);
-    if (context.outputFile != nullptr)
-        count(context, std::vfprintf(context.outputFile, format, arguments));
-    else if (!put(context, format, arguments))
-        count(context, ZOVOsapiUtility_vsnprintf(nullptr, 0, format, copy));
-    va_end(copy);
-    va_end(arguments);
-}
-
 inline void indent(ZOVXMLSaveContext &context)
 {
-    if (context.depth > 0)
-        print_blanks(context, "%*c", static_cast<int>(context.depth * 4), ' ');
+    const auto width = static_cast<int>(context.depth * 4);
+    if (width > 0 && context.outputFile == nullptr && context.length == kOverflow)
+        count(context, width); // which a piece in memory is not there
+    else if (width > 0)
+        print(context, "%*c", width, ' ');
 }
 
 /** A document written to a context: by the library, and piece by piece. */
