@@ -1,0 +1,6 @@
+# What `cmake --install` lays out.
+install(TARGETS wolkcore quillon)
+foreach(folder log osapi koba xml dds)
+    install(DIRECTORY ${folder} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/wolkcore
+        FILES_MATCHING PATTERN "*.h" PATTERN "*.msg")
+endforeach()
