@@ -57,7 +57,7 @@ cd "${0%/*}" && printf '%s\n' "$@" >arguments && echo "status $STATUS" || exit
 exit "$STATUS"
 LAUNCHER
 chmod +x "$work/launcher"
-touch "$work/odd/part"
+touch "$work/odd/part" "$work/odd/resource/page"
 cat >"$work/odd/CMakeLists.txt" <<'PROJECT'
 cmake_minimum_required(VERSION 3.20)
 project(odd LANGUAGES NONE)
@@ -99,16 +99,24 @@ c;d
 x y;
 $work/odd/CMakeLists.txt
 ARGUMENTS
+
+again() { # again WHY: the next build generates, and asks another server
+    local before
+    before=$(port)
+    run_odd 0 "$1" || fail "the build fails: $1"
+    [ "$(cat "$output")" = "$1" ] || fail "not generated again: $1"
+    [ "$(port)" != "$before" ] || fail "the same server: $1"
+}
+touch "$work/odd/part"
+again "a part is another one"
+rm "$work/odd/resource/page"
+again "a resource has gone"
 before=$(port)
 rm "$output"
-(umask 0027 && run_odd 0 whole) || fail "not generated again"
-[ "$(port)" != "$before" ] || fail "one server for two file masks"
+(umask 0027 && again "the file mask is another one")
 rm "$output"
-run_odd 0 whole || fail "not generated once more"
-[ "$(port)" = "$before" ] || fail "another server for the same generator"
-touch "$work/odd/part"
-run_odd 0 whole || fail "not generated with another part"
-[ "$(port)" != "$before" ] || fail "one server for two generators"
+run_odd 0 whole || fail "the build fails with the first mask"
+[ "$(port)" = "$before" ] || fail "another server for nothing"
 
 # The example with the real launcher and generator, and six files more.
 cp -r "$tree/examples/project" "$work/project"
