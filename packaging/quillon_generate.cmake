@@ -7,7 +7,8 @@
 #         RESOURCE directory         the generator's resource directory
 #         [HOME directory]           its home directory
 #         [ARGS argument...]         the generator's arguments, in front of the files; none may
-#                                    end in a backslash, which CMake's lists do not keep apart
+#                                    end in a backslash, which CMake's lists do not keep apart;
+#                                    also -n_verbosity N and -n_connectiontimeout N (10000 ms)
 #         [WORKING_DIRECTORY dir]    where it runs: CMAKE_CURRENT_BINARY_DIR
 #         [DEPENDS file|target...]   what else the outputs depend on, such as included files
 #         [SERVER_DEPENDS file...]   what else the server is made of: jars that a manifest lists
@@ -54,33 +55,7 @@ function(quillon_generate)
     _quillon_check_number(PORT "${arg_PORT}" 65535)
     _quillon_check_number(TIMEOUT "${arg_TIMEOUT}" 2147483647)
 
-    if(NOT arg_WORKING_DIRECTORY)
-        set(arg_WORKING_DIRECTORY "${CMAKE_CURRENT_BINARY_DIR}")
-    endif()
-    _quillon_make_absolute("${CMAKE_CURRENT_BINARY_DIR}" outputs ${arg_OUTPUTS})
-    _quillon_make_absolute("${CMAKE_CURRENT_BINARY_DIR}" directory ${arg_WORKING_DIRECTORY})
-    foreach(keyword IN ITEMS FILES CLASSPATH RESOURCE HOME SERVER_DEPENDS)
-        _quillon_make_absolute("${CMAKE_CURRENT_SOURCE_DIR}" arg_${keyword} ${arg_${keyword}})
-        _quillon_check_exists(${keyword} ${arg_${keyword}})
-    endforeach()
-    if(EXISTS "${arg_RESOURCE}" AND NOT IS_DIRECTORY "${arg_RESOURCE}")
-        _quillon_fail("RESOURCE is no directory: ${arg_RESOURCE}")
-    endif()
-    foreach(file IN LISTS arg_FILES)
-        if(file IN_LIST outputs)
-            _quillon_fail("among the FILES and the OUTPUTS: ${file}")
-        endif()
-    endforeach()
-    if(arg_CLASSPATH MATCHES ":")
-        _quillon_fail("CLASSPATH is a list of entries, without colons: ${arg_CLASSPATH}")
-    endif()
-    list(JOIN arg_CLASSPATH ":" classpath)
-    _quillon_check_length(CLASSPATH "${classpath}" 237
-        "List the jars in the manifest of one jar (Class-Path: lib/a.jar lib/b.jar), make that jar \
-the CLASSPATH and name the others as SERVER_DEPENDS.")
-    _quillon_check_length(RESOURCE "${arg_RESOURCE}" 235 "A symbolic link can shorten it.")
-    _quillon_check_length(HOME "${arg_HOME}" 244 "A symbolic link can shorten it.")
-    _quillon_check_length(WORKING_DIRECTORY "${directory}" 255 "Build in a shorter one.")
+    _quillon_resolve_paths()
     _quillon_read_arguments(arguments "${arg_ARGS}")
 
     _quillon_find_launcher(launcher)
@@ -112,6 +87,37 @@ the CLASSPATH and name the others as SERVER_DEPENDS.")
         _quillon_add_command("${outputs}" "${arg_FILES}")
     endif()
 endfunction()
+
+# Part of quillon_generate: makes its paths absolute, and sets outputs, directory and classpath.
+macro(_quillon_resolve_paths)
+    if(NOT arg_WORKING_DIRECTORY)
+        set(arg_WORKING_DIRECTORY "${CMAKE_CURRENT_BINARY_DIR}")
+    endif()
+    _quillon_make_absolute("${CMAKE_CURRENT_BINARY_DIR}" outputs ${arg_OUTPUTS})
+    _quillon_make_absolute("${CMAKE_CURRENT_BINARY_DIR}" directory ${arg_WORKING_DIRECTORY})
+    foreach(keyword IN ITEMS FILES CLASSPATH RESOURCE HOME SERVER_DEPENDS)
+        _quillon_make_absolute("${CMAKE_CURRENT_SOURCE_DIR}" arg_${keyword} ${arg_${keyword}})
+        _quillon_check_exists(${keyword} ${arg_${keyword}})
+    endforeach()
+    if(EXISTS "${arg_RESOURCE}" AND NOT IS_DIRECTORY "${arg_RESOURCE}")
+        _quillon_fail("RESOURCE is no directory: ${arg_RESOURCE}")
+    endif()
+    foreach(file IN LISTS arg_FILES)
+        if(file IN_LIST outputs)
+            _quillon_fail("among the FILES and the OUTPUTS: ${file}")
+        endif()
+    endforeach()
+    if(arg_CLASSPATH MATCHES ":")
+        _quillon_fail("CLASSPATH is a list of entries, without colons: ${arg_CLASSPATH}")
+    endif()
+    list(JOIN arg_CLASSPATH ":" classpath)
+    _quillon_check_length(CLASSPATH "${classpath}" 237
+        "List the jars in the manifest of one jar (Class-Path: lib/a.jar lib/b.jar), make that jar \
+the CLASSPATH and name the others as SERVER_DEPENDS.")
+    _quillon_check_length(RESOURCE "${arg_RESOURCE}" 235 "A symbolic link can shorten it.")
+    _quillon_check_length(HOME "${arg_HOME}" 244 "A symbolic link can shorten it.")
+    _quillon_check_length(WORKING_DIRECTORY "${directory}" 255 "Build in a shorter one.")
+endmacro()
 
 function(_quillon_fail text)
     message(FATAL_ERROR "quillon_generate: ${text}")
@@ -154,7 +160,7 @@ function(_quillon_check_exists keyword) # ... paths
 endfunction()
 
 # The launcher knows its options by any prefix behind any first character: what looks like one would
-# not reach the generator.
+# not reach the generator. Written out, those that belong to no keyword may be meant.
 function(_quillon_read_arguments variable values)
     set(options n_help n_version n_verbosity n_classpath n_wolkresource n_wolkhome n_serverport
         n_servertimeout n_resolvelo n_jprocess n_connectiontimeout)
@@ -168,7 +174,7 @@ function(_quillon_read_arguments variable values)
         string(TOLOWER "${name}" name)
         foreach(option IN LISTS options)
             string(FIND "${option}" "${name}" position)
-            if(position EQUAL 0)
+            if(position EQUAL 0 AND NOT argument MATCHES "^-n_(verbosity|connectiontimeout)$")
                 _quillon_fail("the launcher would take the argument '${argument}' for its own \
 option -${option}. Write a path in full; for what the launcher is to know there are keywords.")
             endif()

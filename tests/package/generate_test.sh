@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Builds with quillon_generate. usage: generate_test.sh CMAKE_GENERATOR QUILLON JAR TREE JAVAC JAR_TOOL
+# Builds with quillon_generate.
+# usage: generate_test.sh CMAKE_GENERATOR QUILLON JAR TREE JAVAC JAR_TOOL
 set -euo pipefail
 tool=$1 quillon=$2 jar=$3 tree=$4 javac=$5 jar_tool=$6
 module=$tree/packaging/quillon_generate.cmake
@@ -15,8 +16,8 @@ fail() {
 }
 
 configure() { # configure PROJECT [OPTION...]: into PROJECT/build
-    cmake -G "$tool" -S "$1" -B "$1/build" -DQUILLON_GENERATE="$module" "${@:2}" >"$work/log" 2>&1 ||
-        fail "$1 is not configured"
+    cmake -G "$tool" -S "$1" -B "$1/build" -DQUILLON_GENERATE="$module" "${@:2}" \
+        >"$work/log" 2>&1 || fail "$1 is not configured"
 }
 
 build() { cmake --build "$1/build" -j8 >"$work/log" 2>&1; } # build PROJECT
@@ -32,7 +33,8 @@ expect() { # expect NAME...: a build generates just these
 while IFS='|' read -r call text; do
     printf 'include("%s")\nquillon_generate(%s)\n' "$module" "$call" >"$top/bad.cmake"
     ! cmake -P "$top/bad.cmake" >"$work/log" 2>&1 || fail "no error: $call"
-    tr -s ' \n' '  ' <"$work/log" | grep -qF -- "quillon_generate: $text" || fail "not '$text': $call"
+    tr -s ' \n' '  ' <"$work/log" | grep -qF -- "quillon_generate: $text" ||
+        fail "not '$text': $call"
 done <<TABLE
 OUTPUTS a FILES $jar CLASSPATH $jar RESOURCE $top VERBOSE|unknown: VERBOSE
 FILES $jar CLASSPATH $jar RESOURCE $top|OUTPUTS is missing
@@ -64,7 +66,7 @@ project(odd LANGUAGES NONE)
 include("${QUILLON_GENERATE}")
 quillon_generate(OUTPUTS "new dir/out put.txt" FILES CMakeLists.txt CLASSPATH ../launcher resource
     RESOURCE resource HOME resource TIMEOUT 1234 SERVER_DEPENDS part
-    ARGS "a b" "c;d" "" "\$HOME" [['"\x]] "**" "x y;")
+    ARGS -n_verbosity 20 "a b" "c;d" "" "\$HOME" [['"\x]] "**" "x y;")
 add_custom_target(all_of_it ALL DEPENDS "new dir/out put.txt")
 PROJECT
 configure "$work/odd" -DQUILLON_EXECUTABLE="$work/launcher"
@@ -90,6 +92,8 @@ $work/odd/resource
 1234
 -n_wolkhome
 $work/odd/resource
+-n_verbosity
+20
 a b
 c;d
 
