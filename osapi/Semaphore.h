@@ -31,7 +31,7 @@ ZOV_BEGIN_DECLARATIONS
 #define ZOV_OSAPI_SEMAPHORE_KIND_MUTEX 0x0202000Au
 /**
  * Taken when it is given after the take began. One give serves everybody who waits with a limit;
- * without a limit one waiter takes it, and the others wait for the next.
+ * whoever waits without one takes it away from those who come after him.
  */
 #define ZOV_OSAPI_SEMAPHORE_KIND_SIGNAL 0x0202000Bu
 
