@@ -1,4 +1,8 @@
 #!/bin/sh
 # A page as Doxygen reads it: links that leave docs/ lead nowhere in the reference, and become text.
 # usage: docs/page.sh PAGE.md
-sed -E 's#\[([^]]*)\]\(\.\./(README|dev|examples|tests|\.\./)[^)]*\)#\1#g' "$1"
+case $1 in
+    */reference/*) up='\.\./\.\./' ;;
+    *) up='\.\./' ;;
+esac
+sed -E "s#\[([^]]*)\]\(${up}[^)]*\)#\1#g" "$1"
