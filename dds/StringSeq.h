@@ -80,7 +80,8 @@ DDS_ReturnCode_t DDS_StringSeq_from_delimited_string(struct DDS_StringSeq *self,
  * Splits the value of an environment variable, or where it is not set the text of a file, as
  * ZOVOsapi_envVarOrFileGet reads it: at most 4095 characters.
  *
- * @param second_arg the file's name.
+ * @param name       the variable's name; may be null.
+ * @param second_arg the file's name; may be null, but not both.
  * @param flag       the file's comment character.
  *
  * Errors: DDS_RETCODE_NO_DATA when there is neither; also, with the warning "!copy ...\n", when the

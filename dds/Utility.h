@@ -23,7 +23,8 @@ void WOLK_Utility_spin(DDS_UnsignedLongLong count);
 /**
  * Measures how many of these rounds this machine does in a microsecond.
  *
- * Errors: 0 with "!create clock\n" or the report of ZOVClock_getSpinPerMicrosecond.
+ * Errors: 0 with "!create clock\n", or with the report of ZOVClock_getSpinPerMicrosecond and "error
+ * calculating spin per microsecond\n".
  */
 DDS_UnsignedLongLong WOLK_Utility_get_spin_per_microsecond(void);
 

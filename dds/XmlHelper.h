@@ -34,7 +34,7 @@ struct DDS_SequenceNumber_t
 };
 typedef struct DDS_SequenceNumber_t DDS_SequenceNumber_t;
 
-/** The first child with a name, or null. */
+/** ZOVXMLObject_lookUpChild: the child with a name, or null. */
 struct ZOVXMLObject *DDS_XMLHelper_get_child_by_name(struct ZOVXMLObject *object, const char *name)
     ZOV_NONNULL();
 /** That child when its tag is this one, else null. */
@@ -162,7 +162,7 @@ void DDS_XMLHelper_save_sequence_number(const char *name, const struct DDS_Seque
 /** A block with an "element" for each number. */
 void DDS_XMLHelper_save_long_seq(const char *name, struct DDS_LongSeq *value,
                                  struct ZOVXMLSaveContext *ctx) ZOV_NONNULL();
-/** A block with an "element" for each text. */
+/** A block with an "element" for each text but null. */
 void DDS_XMLHelper_save_string_seq(const char *name, struct DDS_StringSeq *value,
                                    struct ZOVXMLSaveContext *ctx) ZOV_NONNULL();
 /** Decimal numbers joined by commas. */
