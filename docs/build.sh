@@ -10,8 +10,8 @@ mkdir -p "$1"
 output=$(cd "$1" && pwd)
 cd "$(dirname "$0")/.."
 
-# A page for every example program there is.
-find examples -name '*.c' -o -name '*.cpp' | LC_ALL=C sort |
+# A page for every source of an example there is.
+find examples -name '*.c' -o -name '*.cpp' -o -name '*.java' | LC_ALL=C sort |
     sed 's|^examples/\(.*\)$|/** @example \1 */|' >"$output/examples.dox"
 
 rm -rf "$output/html"
