@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds the reference into OUTPUT/html. Fails on any warning; status 77 without Doxygen.
+# Builds the reference into OUTPUT/html. Fails on any warning; status 77 where it cannot be built.
 # usage: docs/build.sh OUTPUT
 set -euo pipefail
 if ! command -v doxygen >/dev/null; then
@@ -9,6 +9,10 @@ fi
 mkdir -p "$1"
 output=$(cd "$1" && pwd)
 cd "$(dirname "$0")/.."
+if [[ $PWD == *[[:space:]]* ]]; then
+    echo "docs: Doxygen does not resolve links between pages below a path with blanks: $PWD"
+    exit 77
+fi
 
 # A page for every source of an example there is.
 find examples -name '*.c' -o -name '*.cpp' -o -name '*.java' | LC_ALL=C sort |
