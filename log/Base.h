@@ -11,7 +11,9 @@
 #include <stdint.h>
 
 #ifdef __cplusplus
+/** What stands between this and ZOV_END_DECLARATIONS has C linkage. */
 #define ZOV_BEGIN_DECLARATIONS extern "C" {
+/** Ends what ZOV_BEGIN_DECLARATIONS began. */
 #define ZOV_END_DECLARATIONS }
 #else
 #define ZOV_BEGIN_DECLARATIONS
@@ -20,8 +22,8 @@
 
 /** TRUE (1) or FALSE (0), 32 bits wide so that its layout is the same in every record. */
 typedef int32_t ZOVBool;
-#define ZOV_TRUE 1
-#define ZOV_FALSE 0
+#define ZOV_TRUE 1  /**< what operations return; not 0 is what callers test for */
+#define ZOV_FALSE 0 /**< 0 */
 
 /** The function formats like printf: argument numbers of the format and of its first value. */
 #define ZOV_PRINTF(FORMAT, FIRST) __attribute__((format(printf, FORMAT, FIRST)))
