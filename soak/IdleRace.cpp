@@ -56,13 +56,17 @@ std::vector<int> IdleRace::ports() const
 
 std::string IdleRace::run(int count, Report &report)
 {
-    for (bool is_running = true; is_running || m_aimed < count;) {
+    int left = 2 * count; // also when nothing but starting servers is ever done
+    bool is_running = true;
+    while (is_running || (m_aimed < count && left > 0)) {
         is_running = false;
         for (Racer &racer : m_racers) {
             if (racer.run && has_ended(racer.run->process().pid()))
                 finish(racer, report);
-            if (!racer.run && m_aimed < count && steady_clock::now() >= racer.due)
+            if (!racer.run && m_aimed < count && left > 0 && steady_clock::now() >= racer.due) {
                 start(racer);
+                --left;
+            }
             is_running |= racer.run != nullptr;
         }
         wait_for_the_next();

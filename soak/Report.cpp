@@ -41,7 +41,9 @@ void Report::add(const Result &result)
 
 void Report::problem(const std::string &text)
 {
-    ++m_problems;
+    constexpr int kMostPrinted = 20;
+    if (++m_problems > kMostPrinted)
+        return;
     std::printf("PROBLEM in \"%s\": %s\n", m_part, text.c_str());
     std::fflush(stdout);
 }

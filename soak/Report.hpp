@@ -18,12 +18,11 @@ public:
     /** In a part that may not, a run that fails is wrong. */
     void begin(const char *part, bool runs_may_fail);
     void add(const Result &result);
-    /** Something else that must not be. It is printed at once. */
+    /** Something else that must not be. The first ones are printed at once. */
     void problem(const std::string &text);
     /** Prints the part's row and its failures by message. */
     void end(const std::string &note);
 
-    [[nodiscard]] int failed() const { return m_failed; } /**< in this part */
     [[nodiscard]] int total_runs() const { return m_total_runs; }
     [[nodiscard]] int problems() const { return m_problems; }
 
