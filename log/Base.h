@@ -1,6 +1,6 @@
 /**
- * What every public header needs: C linkage, the 32-bit boolean, and the attributes with which a
- * declaration tells the compiler what a reader would ask.
+ * What every public header needs: C linkage and visibility, the 32-bit boolean, and the attributes
+ * with which a declaration tells the compiler what a reader would ask.
  *
  * Public headers compile as C11 and as C++17.
  */
@@ -11,12 +11,16 @@
 #include <stdint.h>
 
 #ifdef __cplusplus
-#define ZOV_BEGIN_DECLARATIONS extern "C" {
-#define ZOV_END_DECLARATIONS }
+#define ZOV_BEGIN_C_LINKAGE extern "C" {
+#define ZOV_END_C_LINKAGE }
 #else
-#define ZOV_BEGIN_DECLARATIONS
-#define ZOV_END_DECLARATIONS
+#define ZOV_BEGIN_C_LINKAGE
+#define ZOV_END_C_LINKAGE
 #endif
+
+/** Around the declarations of a public header. The shared library exports these and nothing else. */
+#define ZOV_BEGIN_DECLARATIONS _Pragma("GCC visibility push(default)") ZOV_BEGIN_C_LINKAGE
+#define ZOV_END_DECLARATIONS ZOV_END_C_LINKAGE _Pragma("GCC visibility pop")
 
 /** TRUE (1) or FALSE (0), 32 bits wide so that its layout is the same in every record. */
 typedef int32_t ZOVBool;
