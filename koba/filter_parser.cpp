@@ -2,6 +2,7 @@
 #include "koba/String.h"
 #include "osapi/heap.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstring>
@@ -54,7 +55,7 @@ bool copy_text(char **out, string_view text)
 {
     if (ZOVOsapiHeap_allocateString(out, text.size()) == nullptr)
         return false;
-    text.copy(*out, text.size());
+    std::ranges::copy(text, *out);
     return true;
 }
 

@@ -18,7 +18,7 @@
 #define ZOV_END_C_LINKAGE
 #endif
 
-/** Around the declarations of a public header. The shared library exports these and nothing else. */
+/** Around the declarations of a public header: what the shared library exports, and all of it. */
 #define ZOV_BEGIN_DECLARATIONS _Pragma("GCC visibility push(default)") ZOV_BEGIN_C_LINKAGE
 #define ZOV_END_DECLARATIONS ZOV_END_C_LINKAGE _Pragma("GCC visibility pop")
 
