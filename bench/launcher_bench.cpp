@@ -35,9 +35,9 @@ struct Pair
 };
 
 /** The launcher's command line for the example generator's input. */
-Command launcher(const std::string &port)
+Command launcher(const std::string &port, const char *executable = QUILLON)
 {
-    return {QUILLON,    "-n_classpath",  GENERATOR_JAR, "-n_wolkresource",
+    return {executable, "-n_classpath",  GENERATOR_JAR, "-n_wolkresource",
             kResources, "-n_serverport", port,          INPUT_FILE};
 }
 
@@ -59,6 +59,16 @@ std::optional<Pair> ask_echo_server(const char *client, std::size_t answer_size)
 std::optional<Pair> warm_run()
 {
     return ask_echo_server(MINIMAL_CLIENT, 400);
+}
+
+/** What hardening costs: the launcher against itself without it. */
+std::optional<Pair> hardening()
+{
+    const bench::Listener listener;
+    if (bench::start({ECHO_SERVER, "400"}, listener.socket()) < 0)
+        return std::nullopt;
+    return Pair{.own = launcher(listener.port()),
+                .peer = launcher(listener.port(), QUILLON_UNHARDENED)};
 }
 
 std::optional<Pair> version()
@@ -105,6 +115,7 @@ constexpr Row kRows[] = {
     {{"warm run, example generator", "java on the same file", 20, Measure::Speed}, 15, generator},
     {{"relay of 1 GiB", "8 KiB read/write loop", 0.9, Measure::Speed}, 15, relay},
     {{"row 3 after 100 runs", "java on the same file", 20, Measure::Speed}, 15, seasoned_generator},
+    {{"warm run, hardened", "the same without", 1.05, Measure::Cost}, 400, hardening},
 };
 constexpr int kRowCount = static_cast<int>(std::size(kRows));
 

@@ -7,6 +7,11 @@ install(TARGETS wolkcore EXPORT wolkcore
     LIBRARY COMPONENT runtime NAMELINK_COMPONENT development
     ARCHIVE COMPONENT development)
 install(TARGETS quillon EXPORT wolkcore RUNTIME COMPONENT quillon)
+if(TARGET wolk-heap-report)
+    install(TARGETS wolk-heap-report RUNTIME COMPONENT quillon)
+    install(FILES packaging/wolk-heap-report.1
+        DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT quillon)
+endif()
 foreach(folder log osapi koba xml dds)
     install(DIRECTORY ${folder} DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/wolkcore"
         COMPONENT development FILES_MATCHING PATTERN "*.h" PATTERN "*.msg")
@@ -19,12 +24,10 @@ install(EXPORT wolkcore NAMESPACE wolkcore:: FILE wolkcoreTargets.cmake
     DESTINATION "${cmake_package_directory}" COMPONENT development)
 install(FILES
     "${PROJECT_BINARY_DIR}/wolkcoreConfig.cmake" "${PROJECT_BINARY_DIR}/wolkcoreConfigVersion.cmake"
+    packaging/quillon_generate.cmake packaging/quillon_generate.sh
     DESTINATION "${cmake_package_directory}" COMPONENT development)
-install(FILES packaging/quillon_generate.cmake
-    DESTINATION "${cmake_package_directory}" COMPONENT development OPTIONAL)
 
 # pkg-config wolkcore
-set(pc_directory "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX
     BASE_DIRECTORY "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" OUTPUT_VARIABLE pc_prefix)
 cmake_path(APPEND pc_libdir "\${prefix}" "${CMAKE_INSTALL_LIBDIR}")
@@ -36,14 +39,10 @@ if(BUILD_SHARED_LIBS)
 endif()
 configure_file(packaging/wolkcore.pc.in wolkcore.pc @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/wolkcore.pc"
-    DESTINATION "${pc_directory}" COMPONENT development)
+    DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT development)
 
 # Manuals and completions
 install(FILES packaging/quillon.1 DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT quillon)
-if(IS_DIRECTORY "${PROJECT_SOURCE_DIR}/tools/heap_report")
-    install(FILES packaging/wolk-heap-report.1
-        DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT quillon)
-endif()
 install(FILES packaging/completions/quillon.bash RENAME quillon
     DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" COMPONENT quillon)
 install(FILES packaging/completions/_quillon

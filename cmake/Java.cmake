@@ -6,17 +6,22 @@ cmake_path(GET java_home PARENT_PATH java_home)
 find_path(JNI_INCLUDE_DIRECTORY jni.h PATHS "${java_home}/include" NO_DEFAULT_PATH REQUIRED)
 set(JNI_INCLUDE_DIRECTORIES "${JNI_INCLUDE_DIRECTORY}" "${JNI_INCLUDE_DIRECTORY}/linux")
 
-set(generator_directory "${PROJECT_SOURCE_DIR}/examples/generator")
+# add_generator_jar(name): a target that builds name.jar from examples/name/src.
+function(add_generator_jar name)
+    set(jar "${PROJECT_BINARY_DIR}/${name}.jar")
+    set(classes "${PROJECT_BINARY_DIR}/${name}-classes")
+    file(GLOB_RECURSE sources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/examples/${name}/src/*.java")
+    add_custom_command(
+        OUTPUT "${jar}"
+        COMMAND ${CMAKE_COMMAND} -E rm -rf "${classes}"
+        COMMAND ${Java_JAVAC_EXECUTABLE} --release 11 -Xlint:all -Werror -d "${classes}" ${sources}
+        COMMAND ${Java_JAR_EXECUTABLE} --create --file "${jar}"
+                --main-class com.zov.wolk.wolkgen.Main -C "${classes}" .
+        DEPENDS ${sources}
+        COMMENT "Building examples/${name}"
+        VERBATIM)
+    add_custom_target(${name} ALL DEPENDS "${jar}")
+endfunction()
+
+add_generator_jar(generator)
 set(GENERATOR_JAR "${PROJECT_BINARY_DIR}/generator.jar")
-set(generator_classes "${PROJECT_BINARY_DIR}/generator-classes")
-file(GLOB_RECURSE generator_sources CONFIGURE_DEPENDS "${generator_directory}/src/*.java")
-add_custom_command(
-    OUTPUT "${GENERATOR_JAR}"
-    COMMAND ${CMAKE_COMMAND} -E rm -rf "${generator_classes}"
-    COMMAND ${Java_JAVAC_EXECUTABLE} --release 11 -Xlint:all -Werror -d "${generator_classes}" ${generator_sources}
-    COMMAND ${Java_JAR_EXECUTABLE} --create --file "${GENERATOR_JAR}"
-            --main-class com.zov.wolk.wolkgen.Main -C "${generator_classes}" .
-    DEPENDS ${generator_sources}
-    COMMENT "Building the example generator"
-    VERBATIM)
-add_custom_target(generator ALL DEPENDS "${GENERATOR_JAR}")

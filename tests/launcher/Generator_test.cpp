@@ -21,7 +21,7 @@ protected:
     test::Command command(const Strings &options, const char *idle_ms = "20000")
     {
         test::Command command = {
-            .arguments = {QUILLON, "-n_classpath", GENERATOR_JAR, "-n_wolkresource",
+            .arguments = {QUILLON, "-n_classpath", m_jar, "-n_wolkresource",
                           SOURCE_DIRECTORY "/examples/generator/resource", "-n_serverport",
                           std::to_string(m_port), "-n_servertimeout", idle_ms,
                           "-n_connectiontimeout", "60000"},
@@ -57,6 +57,7 @@ protected:
 
     test::Servers m_servers;
     test::TemporaryDirectory m_directory;
+    std::string m_jar = GENERATOR_JAR;
     int m_port = test::free_port();
 };
 
@@ -158,6 +159,35 @@ TEST_F(Generator, ColdStartsAtTheSameTimeLeaveOneServer)
         EXPECT_NE(read_file(path(name + ".hpp")).find("struct " + name), std::string::npos);
     }
     EXPECT_TRUE(test::eventually([] { return test::Servers::running().size() == 1; }));
+}
+
+TEST_F(Generator, MinimalServerKeepsTheProtocol)
+{
+    m_jar = MINIMAL_JAR;
+    test::Process point(command({"Point"}));
+    test::Process line(command({"Line"}));
+    const std::pair<const char *, Outcome> cold[] = {{"Point", point.finish()},
+                                                     {"Line", line.finish()}};
+    for (const auto &[name, outcome] : cold) {
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_EQ(outcome.out, name + std::string(".java written\n"));
+        EXPECT_EQ(outcome.err, "");
+        EXPECT_EQ(read_file(path(name) + ".java"), "public class " + std::string(name) + " {\n}\n");
+    }
+    EXPECT_TRUE(test::eventually([] { return test::Servers::running().size() == 1; }));
+    const std::vector<pid_t> servers = m_servers.running();
+    EXPECT_EQ(test::run(command({"Point"})).out, "Point.java written\n");
+    const Outcome wrong = test::run(command({"Point", ""}));
+    EXPECT_EQ(wrong.status, 255);
+    EXPECT_NE(wrong.out.find("one name is expected, not [Point, ]\n"), std::string::npos);
+    EXPECT_EQ(m_servers.running(), servers);
+
+    m_servers.kill_all();
+    m_port = test::free_port();
+    const Outcome cut = test::run(command({std::string(9000, '-')}, "1000"));
+    EXPECT_EQ(cut.status, 255);
+    EXPECT_EQ(cut.out.size(), 2701U) << "no more than fits into one write";
+    EXPECT_EQ(m_servers.wait(), 0) << "it leaves when it has been idle";
 }
 
 } // namespace

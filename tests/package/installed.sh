@@ -24,6 +24,14 @@ use_from_cmake() { # use_from_cmake PREFIX LANGUAGE
     run_program "$scratch/consumer/program" "$1"
 }
 
+generate_from_cmake() { # generate_from_cmake PREFIX
+    rm -rf "$scratch/project"
+    cmake -S "$source/examples/project" -B "$scratch/project" -DCMAKE_PREFIX_PATH="$1" \
+        -DGENERATOR_JAR="$GENERATOR_JAR" -DGENERATOR_RESOURCE="$source/examples/generator/resource"
+    cmake --build "$scratch/project"
+    "$scratch/project/weather"
+}
+
 use_from_pkg_config() { # use_from_pkg_config PREFIX COMPILER...
     local flags
     flags=$(PKG_CONFIG_PATH=$(dirname "$(find "$1" -name wolkcore.pc)") pkg-config --cflags --libs wolkcore)
@@ -66,6 +74,7 @@ use() { # use PREFIX
         use_from_pkg_config "$1" "$CXX" -std=c++17 -x c++
     fi
     run_launcher "$1"
+    generate_from_cmake "$1"
 }
 
 rm -rf "$scratch"
