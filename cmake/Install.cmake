@@ -24,7 +24,9 @@ install(EXPORT wolkcore NAMESPACE wolkcore:: FILE wolkcoreTargets.cmake
     DESTINATION "${cmake_package_directory}" COMPONENT development)
 install(FILES
     "${PROJECT_BINARY_DIR}/wolkcoreConfig.cmake" "${PROJECT_BINARY_DIR}/wolkcoreConfigVersion.cmake"
-    packaging/quillon_generate.cmake packaging/quillon_generate.sh
+    packaging/quillon_generate.cmake
+    DESTINATION "${cmake_package_directory}" COMPONENT development)
+install(PROGRAMS packaging/quillon_generate.sh
     DESTINATION "${cmake_package_directory}" COMPONENT development)
 
 # pkg-config wolkcore
