@@ -7,11 +7,7 @@ install(TARGETS wolkcore EXPORT wolkcore
     LIBRARY COMPONENT runtime NAMELINK_COMPONENT development
     ARCHIVE COMPONENT development)
 install(TARGETS quillon EXPORT wolkcore RUNTIME COMPONENT quillon)
-if(TARGET wolk-heap-report)
-    install(TARGETS wolk-heap-report RUNTIME COMPONENT quillon)
-    install(FILES packaging/wolk-heap-report.1
-        DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT quillon)
-endif()
+install(TARGETS wolk-heap-report RUNTIME COMPONENT quillon)
 foreach(folder log osapi koba xml dds)
     install(DIRECTORY ${folder} DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/wolkcore"
         COMPONENT development FILES_MATCHING PATTERN "*.h" PATTERN "*.msg")
@@ -44,7 +40,8 @@ install(FILES "${PROJECT_BINARY_DIR}/wolkcore.pc"
     DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT development)
 
 # Manuals and completions
-install(FILES packaging/quillon.1 DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT quillon)
+install(FILES packaging/quillon.1 packaging/wolk-heap-report.1
+    DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT quillon)
 install(FILES packaging/completions/quillon.bash RENAME quillon
     DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" COMPONENT quillon)
 install(FILES packaging/completions/_quillon

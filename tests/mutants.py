@@ -19,6 +19,7 @@ import pathlib
 import random
 import re
 import resource
+import shutil
 import subprocess
 import sys
 
@@ -100,7 +101,9 @@ class Bench:
             self.put(pathlib.Path(name), (ROOT / name).read_bytes() if (ROOT / name).exists()
                      else b"")
             (self.tree / name).chmod((ROOT / name).stat().st_mode & 0o777)
-        subprocess.run(["cmake", "-G", "Ninja", "-S", self.tree, "-B", self.build,
+        launcher = [f"-DCMAKE_{language}_COMPILER_LAUNCHER=ccache" for language in ("C", "CXX")
+                    if shutil.which("ccache")]
+        subprocess.run(["cmake", "-G", "Ninja", *launcher, "-S", self.tree, "-B", self.build,
                         "-DCMAKE_BUILD_TYPE=Debug", "-DQUILLON_SANITIZE=address",
                         "-DCMAKE_CXX_FLAGS=-O0 -g0 -Wno-error", "-DCMAKE_C_FLAGS=-O0 -g0",
                         "-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=gold",

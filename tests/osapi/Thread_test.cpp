@@ -149,7 +149,8 @@ TEST(Thread, RunsOnItsCpusFromItsFirstInstruction)
             (cpu[0] < 0 ? cpu[0] : cpu[1]) = i;
     if (cpu[1] < 0)
         GTEST_SKIP() << "this machine has one CPU";
-    const auto [first, last] = cpu;
+    const int first = cpu[0];
+    const int last = cpu[1];
     const auto bitmap = [=](std::uint32_t rotation, int index) {
         return bitmap_of({first, last}, rotation, index);
     };
