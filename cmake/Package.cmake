@@ -23,7 +23,9 @@ set(CPACK_DEBIAN_QUILLON_PACKAGE_RECOMMENDS "default-jre-headless | java11-runti
 set(CPACK_DEBIAN_QUILLON_DESCRIPTION "launcher that keeps a Java code generator warm
 quillon is the command line of a Java code generator. It keeps a generator
 server warm: it looks for one on a loopback port, starts one when nobody
-answers, sends it the arguments and the directory, and prints what comes back.")
+answers, sends it the arguments and the directory, and prints what comes back.
+.
+wolk-heap-report tells what heap snapshots of programs with libwolkcore hold.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libwolkcore-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
@@ -31,7 +33,7 @@ set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "${library_summary} (development)\n${li
 .
 This package has the headers, the library to link, and what CMake and
 pkg-config look for.")
-# The CMake package names the launcher, the library its link needs expat.
+# The CMake package names the launcher; a static link needs expat, and pkg-config asks for it.
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "quillon (= ${PROJECT_VERSION}), libexpat1-dev")
 
 if(BUILD_SHARED_LIBS)
