@@ -19,10 +19,11 @@
 
 ZOV_BEGIN_DECLARATIONS
 
+/** A span of time. */
 struct DDS_Duration_t
 {
-    DDS_Long sec;
-    DDS_UnsignedLong nanosec;
+    DDS_Long sec;             /**< seconds */
+    DDS_UnsignedLong nanosec; /**< nanoseconds */
 };
 typedef struct DDS_Duration_t DDS_Duration_t;
 
@@ -69,7 +70,11 @@ DDS_Long DDS_Duration_compare(const struct DDS_Duration_t *left, const struct DD
 
 struct ZOVXMLSaveContext;
 
-/** Writes an element with the elements sec and nanosec; infinite fields by their names. */
+/**
+ * Writes an element with the elements sec and nanosec; infinite fields by their names.
+ *
+ * Errors: the error flag of the context.
+ */
 void DDS_Duration_save(const char *tag_name, const struct DDS_Duration_t *duration,
                        struct ZOVXMLSaveContext *save_context) ZOV_NONNULL();
 

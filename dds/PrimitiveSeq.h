@@ -6,7 +6,7 @@
 
 ZOV_BEGIN_DECLARATIONS
 
-/* The members: MEMBER(sequence, element). */
+/** The sequences: MEMBER(sequence, element). */
 #define DDS_PRIMITIVE_SEQUENCES(MEMBER)                                                            \
     MEMBER(DDS_CharSeq, DDS_Char)                                                                  \
     MEMBER(DDS_WcharSeq, DDS_Wchar)                                                                \

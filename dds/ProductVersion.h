@@ -15,20 +15,20 @@ ZOV_BEGIN_DECLARATIONS
 /** Version of a library; release is a letter. */
 struct WOLK_Config_LibraryVersion
 {
-    int32_t major;
-    int32_t minor;
-    char release;
-    int32_t build;
+    int32_t major; /**< 1 */
+    int32_t minor; /**< 8 */
+    char release;  /**< 'a' */
+    int32_t build; /**< 0 */
 };
 typedef struct WOLK_Config_LibraryVersion WOLK_Config_LibraryVersion;
 
 /** Version of the product; four numbers. */
 struct DDS_ProductVersion_t
 {
-    signed char major;
-    signed char minor;
-    signed char release;
-    signed char revision;
+    signed char major;    /**< 5 */
+    signed char minor;    /**< 3 */
+    signed char release;  /**< 0 */
+    signed char revision; /**< 0 */
 };
 typedef struct DDS_ProductVersion_t DDS_ProductVersion_t;
 
@@ -41,9 +41,9 @@ const struct WOLK_Config_LibraryVersion *WOLK_Config_Version_get_api_version(voi
 const struct WOLK_Config_LibraryVersion *WOLK_Config_Version_get_core_version(void);
 /** 5.3.0.0. */
 const struct DDS_ProductVersion_t *WOLK_Config_Version_get_product_version(void);
-/** "WOLKCORE_BUILD_" and what was built when. */
+/** "WOLKCORE_BUILD_", the product version, the time of creation and "_ZOV_REL". */
 const char *WOLK_Config_Version_get_core_build_number_string(void);
-/** "WOLKC_BUILD_" and what was built when. */
+/** The same behind "WOLKC_BUILD_". */
 const char *WOLK_Config_Version_get_C_build_number_string(void);
 /** Both build strings, the core's first, joined by a newline; at most 511 characters. */
 const char *WOLK_Config_Version_to_string(void);
@@ -61,7 +61,7 @@ void DDS_ProductVersion_get_zovdds_version(struct DDS_ProductVersion_t *version)
  * Writes the version as "5.3.0.0".
  *
  * @param buffer has room for DDS_PRODUCT_VERSION_STRING_SIZE bytes.
- * @return 1
+ * @return 1.
  */
 int32_t DDS_ProductVersion_to_string(const struct DDS_ProductVersion_t *version, char *buffer)
     ZOV_NONNULL();

@@ -6,30 +6,31 @@
 
 ZOV_BEGIN_DECLARATIONS
 
+/** How data is received: by which threads, into which buffers. */
 struct DDS_ReceiverPoolQosPolicy
 {
-    struct DDS_ThreadSettings_t thread;
-    DDS_Long initial_receive_threads;
-    DDS_Long max_receive_threads; /**< -1: no limit */
-    DDS_Long buffer_size;         /**< in bytes; -2: the system's choice */
-    DDS_Long buffer_alignment;    /**< in bytes, a power of two up to 1024 */
-    DDS_Boolean flag;             /**< the inverse of the lower layer's first flag */
+    struct DDS_ThreadSettings_t thread; /**< of each receive thread */
+    DDS_Long initial_receive_threads;   /**< 1 to 10000, 4 by default */
+    DDS_Long max_receive_threads;       /**< 1 to 10000; -1, the default: no limit */
+    DDS_Long buffer_size;      /**< in bytes, up to 2^30; -2, the default: the system's choice */
+    DDS_Long buffer_alignment; /**< in bytes, a power of two up to 1024; 16 by default */
+    DDS_Boolean flag;          /**< the inverse of the lower layer's first flag */
 };
 typedef struct DDS_ReceiverPoolQosPolicy DDS_ReceiverPoolQosPolicy;
 
 /** What the lower layer creates its receive threads from. */
 struct DDS_ReceiverPoolFacadeProperty
 {
-    DDS_UnsignedLong flags; /**< only bit 0 is this record's */
-    DDS_UnsignedLong mask;
-    DDS_Long priority;
-    DDS_Long stack_size;
-    struct ZOVOsapiCpuBitmap cpu_bitmap;
-    DDS_Long buffer_size;
-    DDS_Long buffer_alignment;
-    DDS_Long initial_receive_threads;
-    DDS_Long max_receive_threads;
-    DDS_Long fifth; /**< always -1 */
+    DDS_UnsignedLong flags;              /**< only bit 0 is this record's */
+    DDS_UnsignedLong mask;               /**< the thread's options */
+    DDS_Long priority;                   /**< the thread's */
+    DDS_Long stack_size;                 /**< the thread's, in bytes */
+    struct ZOVOsapiCpuBitmap cpu_bitmap; /**< the thread's list of CPUs */
+    DDS_Long buffer_size;                /**< the policy's */
+    DDS_Long buffer_alignment;           /**< the policy's */
+    DDS_Long initial_receive_threads;    /**< the policy's */
+    DDS_Long max_receive_threads;        /**< the policy's */
+    DDS_Long fifth;                      /**< always -1 */
 };
 typedef struct DDS_ReceiverPoolFacadeProperty DDS_ReceiverPoolFacadeProperty;
 
@@ -39,7 +40,7 @@ void DDS_ReceiverPoolQosPolicy_initialize(struct DDS_ReceiverPoolQosPolicy *self
 void DDS_ReceiverPoolQosPolicy_get_default(struct DDS_ReceiverPoolQosPolicy *out) ZOV_NONNULL();
 /** Frees the list of CPUs. Errors: those of DDS_ThreadSettings_t_finalize. */
 void DDS_ReceiverPoolQosPolicy_finalize(struct DDS_ReceiverPoolQosPolicy *self) ZOV_NONNULL();
-/** Field by field. Two nulls are equal, one is equal to nothing. */
+/** Compares field by field. Two nulls are equal, one is equal to nothing. */
 DDS_Boolean DDS_ReceiverPoolQosPolicy_equals(const struct DDS_ReceiverPoolQosPolicy *left,
                                              const struct DDS_ReceiverPoolQosPolicy *right);
 /**
@@ -67,10 +68,19 @@ void DDS_ReceiverPoolQosPolicy_save(const struct DDS_ReceiverPoolQosPolicy *self
  */
 DDS_Boolean DDS_ReceiverPoolQosPolicy_is_consistentI(const struct DDS_ReceiverPoolQosPolicy *self)
     ZOV_NONNULL();
-/** Copy the fields to and from the lower layer's property. Errors: those of the lists of CPUs. */
+/**
+ * Copies the fields to the lower layer's property.
+ *
+ * Errors: those of DDS_ThreadSettings_CpuListToBitmap, reported only.
+ */
 void DDS_ReceiverPoolQosPolicy_to_facade_property(const struct DDS_ReceiverPoolQosPolicy *self,
                                                   struct DDS_ReceiverPoolFacadeProperty *property)
     ZOV_NONNULL();
+/**
+ * Copies the fields from the lower layer's property.
+ *
+ * Errors: those of DDS_ThreadSettings_CpuListFromBitmap, reported only.
+ */
 void DDS_ReceiverPoolQosPolicy_from_facade_property(
     struct DDS_ReceiverPoolQosPolicy *self, const struct DDS_ReceiverPoolFacadeProperty *property)
     ZOV_NONNULL();

@@ -25,6 +25,7 @@
 
 ZOV_BEGIN_DECLARATIONS
 
+/* The record and the operations are those of all sequences: see dds/Sequence.h. */
 DDS_SEQUENCE(DDS_StringSeq, char *);
 DDS_SEQUENCE_OPERATIONS(DDS_StringSeq, char *);
 
@@ -40,9 +41,11 @@ extern const struct DDS_StringSeq DDS_STRING_SEQUENCE_EMPTY;
  */
 char **DDS_StringSeq_copy_string(char **dst_slot, char *const *src_slot) ZOV_NONNULL();
 
-/* Errors of the next three: FALSE with "bad parameter: self\n" for a null sequence. */
-
-/** Tells whether all elements are equal texts; null is equal to null only. */
+/**
+ * Tells whether all elements are equal texts; null is equal to null only.
+ *
+ * Errors, here and in the next two: FALSE with "bad parameter: self\n" for a null sequence.
+ */
 DDS_Boolean DDS_StringSeq_equals(const struct DDS_StringSeq *left,
                                  const struct DDS_StringSeq *right);
 
@@ -66,9 +69,9 @@ DDS_Boolean DDS_StringSeq_from_string_array(struct DDS_StringSeq *self, const ch
  * A loaned sequence gets the tokens written over the strings that its slots hold, which the lender
  * has made large enough.
  *
- * Errors: DDS_RETCODE_BAD_PARAMETER for a null sequence; DDS_RETCODE_OUT_OF_RESOURCES, with "!set
- * length of sequence for ...\n", "out of resources: heapToken\n" for a token of 4096 characters or
- * more, or "!copy string\n"; what was converted stays.
+ * Errors: DDS_RETCODE_BAD_PARAMETER with "bad parameter: self\n"; DDS_RETCODE_OUT_OF_RESOURCES with
+ * "!set length of sequence for ...\n", with "out of resources: heapToken\n" when a token of 4096
+ * characters or more finds no memory, or with "!copy string\n"; what was converted stays.
  */
 DDS_ReturnCode_t DDS_StringSeq_from_delimited_string(struct DDS_StringSeq *self, const char *text,
                                                      char delimiter);
@@ -77,7 +80,8 @@ DDS_ReturnCode_t DDS_StringSeq_from_delimited_string(struct DDS_StringSeq *self,
  * Splits the value of an environment variable, or where it is not set the text of a file, as
  * ZOVOsapi_envVarOrFileGet reads it: at most 4095 characters.
  *
- * @param second_arg the file's name.
+ * @param name       the variable's name; may be null.
+ * @param second_arg the file's name; may be null, but not both.
  * @param flag       the file's comment character.
  *
  * Errors: DDS_RETCODE_NO_DATA when there is neither; also, with the warning "!copy ...\n", when the
@@ -92,8 +96,9 @@ DDS_ReturnCode_t DDS_StringSeq_from_environment_variable_or_file(struct DDS_Stri
  * Joins the elements into a buffer of a size in bytes: that of the text and its terminator, and one
  * more. The text of no elements is empty, and one byte is enough for it.
  *
- * Errors, with an empty text in the buffer: DDS_RETCODE_BAD_PARAMETER with "bad parameter: NULL
- * string\n"; DDS_RETCODE_OUT_OF_RESOURCES with "insufficient space: ...\n".
+ * Errors, with an empty text in the buffer: DDS_RETCODE_BAD_PARAMETER with "bad parameter: self\n",
+ * or with "bad parameter: NULL string\n" for a null element; DDS_RETCODE_OUT_OF_RESOURCES with
+ * "insufficient space: ...\n".
  */
 DDS_ReturnCode_t DDS_StringSeq_to_delimited_string(const struct DDS_StringSeq *self, char *buffer,
                                                    DDS_Long buffer_size, char delimiter);

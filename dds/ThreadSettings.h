@@ -20,7 +20,7 @@ ZOV_BEGIN_DECLARATIONS
 
 struct ZOVXMLSaveContext;
 
-/* Bits of the mask, and the words that stand for them in XML. */
+/* Bits of the mask, and the words that stand for them in XML; 0x04 has none. */
 #define DDS_THREAD_SETTINGS_FLOATING_POINT 0x01u    /**< THREAD_SETTINGS_FLOATING_POINT */
 #define DDS_THREAD_SETTINGS_STDIO 0x02u             /**< THREAD_SETTINGS_STDIO */
 #define DDS_THREAD_SETTINGS_REALTIME_PRIORITY 0x08u /**< THREAD_SETTINGS_REALTIME_PRIORITY */
@@ -31,20 +31,23 @@ struct ZOVXMLSaveContext;
 /** Threads are spread over the list in turn; in XML THREAD_SETTINGS_CPU_RR_ROTATION. */
 #define DDS_THREAD_SETTINGS_CPU_RR_ROTATION 1
 
+/** Leaves the priority to the platform. */
 #define DDS_THREAD_PRIORITY_DEFAULT (-9999999)
+/** Leaves the stack size to who creates the thread. */
 #define DDS_THREAD_STACK_SIZE_DEFAULT (-1)
 
+/** How a thread is to be created. It owns its list. */
 struct DDS_ThreadSettings_t
 {
-    DDS_UnsignedLong mask;
-    DDS_Long priority;
-    DDS_Long stack_size; /**< in bytes */
-    struct DDS_LongSeq cpu_list;
-    DDS_Long cpu_rotation; /**< DDS_THREAD_SETTINGS_CPU_... */
+    DDS_UnsignedLong mask;       /**< DDS_THREAD_SETTINGS_... bits */
+    DDS_Long priority;           /**< the platform's, or DDS_THREAD_PRIORITY_DEFAULT */
+    DDS_Long stack_size;         /**< in bytes, or DDS_THREAD_STACK_SIZE_DEFAULT */
+    struct DDS_LongSeq cpu_list; /**< the CPUs that it may use; empty: all */
+    DDS_Long cpu_rotation;       /**< DDS_THREAD_SETTINGS_CPU_... */
 };
 typedef struct DDS_ThreadSettings_t DDS_ThreadSettings_t;
 
-/** Writes the defaults, over whatever there is: no option, no CPU. @return TRUE. */
+/** Writes the defaults, over whatever there is: no option, no CPU. Returns TRUE. */
 DDS_Boolean DDS_ThreadSettings_t_initialize(struct DDS_ThreadSettings_t *self) ZOV_NONNULL();
 /** Gives initialised settings the defaults, and frees their list; a loaned one stays, reported. */
 void DDS_ThreadSettings_get_default(struct DDS_ThreadSettings_t *self) ZOV_NONNULL();
@@ -65,7 +68,7 @@ struct DDS_ThreadSettings_t *DDS_ThreadSettings_t_copy(struct DDS_ThreadSettings
 /** Tells whether settings are the same; lists of one length are when they name the same CPUs. */
 DDS_Boolean DDS_ThreadSettings_is_equal(const struct DDS_ThreadSettings_t *a,
                                         const struct DDS_ThreadSettings_t *b) ZOV_NONNULL();
-/** @return TRUE: all settings go together. */
+/** Tells whether settings go together, which all do: TRUE. */
 DDS_Boolean DDS_ThreadSettings_is_consistentI(const struct DDS_ThreadSettings_t *self);
 
 /**

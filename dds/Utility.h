@@ -1,4 +1,8 @@
-/** Waiting: asleep, or at work. */
+/**
+ * Waiting: asleep, or at work.
+ *
+ * Threads: any.
+ */
 #ifndef WOLKCORE_DDS_UTILITY_H
 #define WOLKCORE_DDS_UTILITY_H
 
@@ -6,7 +10,11 @@
 
 ZOV_BEGIN_DECLARATIONS
 
-/** Blocks the calling thread for a duration, as ZOVOsapiThread_sleep does for its time. */
+/**
+ * Blocks the calling thread for a duration, as ZOVOsapiThread_sleep does for its time.
+ *
+ * Errors: it returns at once, with the report of ZOVOsapiThread_sleep, for a negative duration.
+ */
 void WOLK_Utility_sleep(const struct DDS_Duration_t *duration) ZOV_NONNULL();
 
 /** Keeps the calling thread busy for a number of rounds. */
@@ -15,7 +23,8 @@ void WOLK_Utility_spin(DDS_UnsignedLongLong count);
 /**
  * Measures how many of these rounds this machine does in a microsecond.
  *
- * Errors: 0 with "!create clock\n" or the report of ZOVClock_getSpinPerMicrosecond.
+ * Errors: 0 with "!create clock\n", or with the report of ZOVClock_getSpinPerMicrosecond and "error
+ * calculating spin per microsecond\n".
  */
 DDS_UnsignedLongLong WOLK_Utility_get_spin_per_microsecond(void);
 

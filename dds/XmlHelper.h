@@ -26,14 +26,15 @@
 
 ZOV_BEGIN_DECLARATIONS
 
+/** A number of 64 bits in two halves. */
 struct DDS_SequenceNumber_t
 {
-    DDS_Long high;
-    DDS_UnsignedLong low;
+    DDS_Long high;        /**< the upper half */
+    DDS_UnsignedLong low; /**< the lower half */
 };
 typedef struct DDS_SequenceNumber_t DDS_SequenceNumber_t;
 
-/** The first child with a name, or null. */
+/** ZOVXMLObject_lookUpChild: the child with a name, or null. */
 struct ZOVXMLObject *DDS_XMLHelper_get_child_by_name(struct ZOVXMLObject *object, const char *name)
     ZOV_NONNULL();
 /** That child when its tag is this one, else null. */
@@ -66,8 +67,9 @@ void DDS_XMLHelper_print_xml_tree(struct ZOVXMLObject *object, DDS_Long depth) Z
  */
 const char *DDS_XMLHelper_get_attribute_value(const char **attribute_list, const char *name);
 
-/** Cut a text at its first "|" or ",". @return the text behind it, or null when there is none. */
+/** Cuts a text at its first "|". Returns the text behind it, or null when there is none. */
 char *DDS_XMLHelper_separateFirstElementFromMask(char *text) ZOV_NONNULL();
+/** The same at the first comma. */
 char *DDS_XMLHelper_separateFirstElementFromCommaSeparatedList(char *text) ZOV_NONNULL();
 
 /*
@@ -80,18 +82,28 @@ char *DDS_XMLHelper_separateFirstElementFromCommaSeparatedList(char *text) ZOV_N
 /** true, yes, 1, DDS_BOOLEAN_TRUE, BOOLEAN_TRUE, and their opposites. */
 DDS_Boolean DDS_XMLHelper_str_to_boolean(DDS_Boolean *value_out, const char *text,
                                          struct ZOVXMLContext *context);
-/** A number, or one of the words for nanoseconds and automatic identifiers. */
+/**
+ * A number, or one of DURATION_INFINITE_NSEC, DURATION_AUTO_NSEC, DURATION_ZERO_NSEC and
+ * RTPS_AUTO_ID; each also behind DDS_.
+ */
 DDS_Boolean DDS_XMLHelper_str_to_unsigned_int(DDS_UnsignedLong *value_out, const char *text,
                                               struct ZOVXMLContext *context);
-/** A number, or one of the words for lengths, seconds, priorities and stack sizes. */
+/**
+ * A number, or one of LENGTH_UNLIMITED, LENGTH_AUTO, AUTO_MAX_TOTAL_INSTANCES,
+ * DURATION_INFINITE_SEC, DURATION_AUTO_SEC, DURATION_ZERO_SEC, THREAD_STACK_SIZE_DEFAULT and
+ * THREAD_PRIORITY_ with DEFAULT, HIGH, ABOVE_NORMAL, NORMAL, BELOW_NORMAL or LOW, each also behind
+ * DDS_; or MAX_PRIORITY, NORM_PRIORITY, MIN_PRIORITY. All priorities are the default one.
+ */
 DDS_Boolean DDS_XMLHelper_str_to_int(DDS_Long *value_out, const char *text,
                                      struct ZOVXMLContext *context);
-/** A number, or LENGTH_UNLIMITED, from min to max. */
+/** A number, or LENGTH_UNLIMITED, which is -1; from min to max, both included. */
 DDS_Boolean DDS_XMLHelper_str_to_int_with_interval(DDS_Long *value_out, const char *text,
                                                    DDS_Long min, DDS_Long max,
                                                    struct ZOVXMLContext *context);
 /**
- * The bits of words separated by "|"; 0 for a blank text.
+ * The bits of words separated by "|"; 0 for a blank text. The words are those of the bits in
+ * dds/ThreadSettings.h, also without THREAD_SETTINGS_ or behind DDS_, and MASK_DEFAULT and
+ * THREAD_SETTINGS_KIND_MASK_DEFAULT, which are 0.
  *
  * Errors: also "...internal failure: thread settings kind too long\n" for more than 2047
  * characters, which are read none the less.
@@ -101,18 +113,18 @@ DDS_Boolean DDS_XMLHelper_str_to_thread_settings_kind_mask(DDS_UnsignedLong *val
                                                            struct ZOVXMLContext *context);
 
 /* The flags of DDS_XMLHelper_save_tag. */
-#define DDS_XML_TAG_INDENT 1u
+#define DDS_XML_TAG_INDENT 1u    /**< indentation before the tag */
 #define DDS_XML_TAG_NEWLINE 2u   /**< behind the tag */
 #define DDS_XML_TAG_DEEPER 4u    /**< one level more behind the tag */
 #define DDS_XML_TAG_SHALLOWER 8u /**< one level less before the tag */
-#define DDS_XML_TAG_CLOSING 16u
-/* Their combinations: an element over several lines, and one within a line. */
-#define DDS_XML_TAG_OPEN_BLOCK 7u
-#define DDS_XML_TAG_CLOSE_BLOCK 27u
-#define DDS_XML_TAG_OPEN_INLINE 1u
-#define DDS_XML_TAG_CLOSE_INLINE 18u
+#define DDS_XML_TAG_CLOSING 16u  /**< a closing tag */
+/* Their combinations. */
+#define DDS_XML_TAG_OPEN_BLOCK 7u    /**< begins an element over several lines */
+#define DDS_XML_TAG_CLOSE_BLOCK 27u  /**< ends it */
+#define DDS_XML_TAG_OPEN_INLINE 1u   /**< begins an element within a line */
+#define DDS_XML_TAG_CLOSE_INLINE 18u /**< ends it, and the line */
 
-/** Writes a tag. */
+/** Writes a tag, with what the flags add: DDS_XML_TAG_.... */
 void DDS_XMLHelper_save_tag(const char *name, DDS_UnsignedLong flags, struct ZOVXMLSaveContext *ctx)
     ZOV_NONNULL();
 
@@ -124,11 +136,15 @@ void DDS_XMLHelper_save_freeform_w_argsI(struct ZOVXMLSaveContext *ctx, const ch
                                          va_list args, va_list args_copy) ZOV_NONNULL(1, 2)
     ZOV_PRINTF(2, 0);
 
-/* Write one element with a value. */
+/* Each of these writes one element with a value. */
+
+/** A decimal number. */
 void DDS_XMLHelper_save_long(const char *name, DDS_Long value, struct ZOVXMLSaveContext *ctx)
     ZOV_NONNULL();
+/** A decimal number. */
 void DDS_XMLHelper_save_unsigned_long(const char *name, DDS_UnsignedLong value,
                                       struct ZOVXMLSaveContext *ctx) ZOV_NONNULL();
+/** A decimal number. */
 void DDS_XMLHelper_save_int(const char *name, int value, struct ZOVXMLSaveContext *ctx)
     ZOV_NONNULL();
 /** "true" or "false". */
@@ -137,15 +153,16 @@ void DDS_XMLHelper_save_bool(const char *name, DDS_Boolean value, struct ZOVXMLS
 /** The five special characters as entities; nothing at all for a null text. */
 void DDS_XMLHelper_save_string(const char *name, const char *text, struct ZOVXMLSaveContext *ctx)
     ZOV_NONNULL(1, 3);
-/** "LENGTH_UNLIMITED" for DDS_LENGTH_UNLIMITED. */
+/** A decimal number, or "LENGTH_UNLIMITED" for DDS_LENGTH_UNLIMITED. */
 void DDS_XMLHelper_save_length(const char *name, DDS_Long value, struct ZOVXMLSaveContext *ctx)
     ZOV_NONNULL();
 /** With the elements high and low. */
 void DDS_XMLHelper_save_sequence_number(const char *name, const struct DDS_SequenceNumber_t *value,
                                         struct ZOVXMLSaveContext *ctx) ZOV_NONNULL();
-/** A block with an "element" for each. */
+/** A block with an "element" for each number. */
 void DDS_XMLHelper_save_long_seq(const char *name, struct DDS_LongSeq *value,
                                  struct ZOVXMLSaveContext *ctx) ZOV_NONNULL();
+/** A block with an "element" for each text but null. */
 void DDS_XMLHelper_save_string_seq(const char *name, struct DDS_StringSeq *value,
                                    struct ZOVXMLSaveContext *ctx) ZOV_NONNULL();
 /** Decimal numbers joined by commas. */

@@ -20,7 +20,7 @@ ZOV_BEGIN_DECLARATIONS
  * @param tag  the object's name.
  * @param name the name of its base; may be null.
  *
- * Errors: "extension_class"; FALSE with "!init XML object\n" behind the reason.
+ * Errors: "extension_class"; FALSE with "!init XML object\n", behind the reason, or for a null tag.
  */
 DDS_Boolean DDS_XMLObject_initialize(struct ZOVXMLObject *self,
                                      const struct ZOVXMLExtensionClass *extension_class,
@@ -29,18 +29,27 @@ DDS_Boolean DDS_XMLObject_initialize(struct ZOVXMLObject *self,
 /** ZOVXMLObject_finalize. */
 void DDS_XMLObject_finalize(struct ZOVXMLObject *self);
 
-/* What an object is and where it stands; null, or 0, when there is none. */
+/** ZOVXMLObject_getName. */
 const char *DDS_XMLObject_get_name(struct ZOVXMLObject *self);
+/** ZOVXMLObject_getTagName. */
 const char *DDS_XMLObject_get_tag_name(struct ZOVXMLObject *self);
+/** ZOVXMLObject_getFullyQualifiedName. */
 const char *DDS_XMLObject_get_fully_qualified_name(struct ZOVXMLObject *self);
+/** ZOVXMLObject_getBase. */
 struct ZOVXMLObject *DDS_XMLObject_get_base(struct ZOVXMLObject *self);
+/** ZOVXMLObject_getParent. */
 struct ZOVXMLObject *DDS_XMLObject_get_parent(struct ZOVXMLObject *self);
+/** ZOVXMLObject_getRoot. */
 struct ZOVXMLObject *DDS_XMLObject_get_root(struct ZOVXMLObject *self);
+/** ZOVXMLObject_getFirstChild. */
 struct ZOVXMLObject *DDS_XMLObject_get_first_child(struct ZOVXMLObject *self);
+/** ZOVXMLObject_getLastChild. */
 struct ZOVXMLObject *DDS_XMLObject_get_last_child(struct ZOVXMLObject *self);
+/** ZOVXMLObject_getNextSibling. */
 struct ZOVXMLObject *DDS_XMLObject_get_next_sibling(struct ZOVXMLObject *self);
+/** ZOVXMLObject_getPrevSibling. */
 struct ZOVXMLObject *DDS_XMLObject_get_prev_sibling(struct ZOVXMLObject *self);
-/** Errors: under the name of DDS_XMLObject_get_first_child. */
+/** ZOVXMLObject_getChildCount. Errors: under the name of DDS_XMLObject_get_first_child. */
 DDS_Long DDS_XMLObject_get_child_count(struct ZOVXMLObject *self);
 
 /** ZOVXMLObject_lookUp. Errors: "name". */

@@ -1,69 +1,128 @@
-// Any command line: it is refused, or the buffer has the form that goes on the wire.
-#include "launcher/Log.h"
+// Any command line: it is refused, or split in two as a model does it.
+#include "fuzz/fuzz.hpp"
 #include "launcher/ParameterManager.h"
 
-#include <cstdint>
-#include <cstdlib>
+#include <charconv>
 #include <cstring>
-#include <string>
+#include <filesystem>
+#include <optional>
+#include <strings.h>
 #include <vector>
+
+using fuzz::require;
 
 namespace {
 
-void require(bool condition)
-{
-    if (!condition)
-        std::abort();
-}
+constexpr std::size_t kMostSent = 16382;
 
-void check_buffer(const QUILLONJArgsBuffer &buffer)
+struct Model
 {
-    require(std::strlen(buffer.text) + 1 == buffer.length);
-    require(buffer.length <= 16384);
-    const std::string text = buffer.text;
-    require(text.ends_with("\n\n"));
-    require(text.find("-workingDirectory\n/") != std::string::npos);
-}
+    std::string sent; // to the generator
+    bool accepted = true;
+    bool present[QUILLON_PARAMETER_COUNT] = {};
+    std::string values[QUILLON_PARAMETER_COUNT];
 
-void check_parameters(QUILLONParameterManager *manager)
-{
-    for (int i = 0; i < QUILLON_PARAMETER_COUNT; ++i) {
-        ZOVBool present = 2;
-        int32_t number = 0;
-        const char *text = nullptr;
-        QUILLONParameterManager_getParameter(manager, &number, &present, i,
-                                             QUILLON_PARAMETER_KIND_FLAG);
-        require(present == 0 || present == 1);
-        require(number == 0);
-        if (i == QUILLON_PARAMETER_CLASSPATH) {
-            QUILLONParameterManager_getParameter(manager, &text, nullptr, i,
-                                                 QUILLON_PARAMETER_KIND_STRING);
-            require(text != nullptr);
+    explicit Model(const std::vector<std::string> &arguments)
+    {
+        for (auto argument = arguments.begin(); argument != arguments.end(); ++argument) {
+            const auto option = option_of(*argument);
+            if (!option) {
+                sent += *argument + "\n";
+                continue;
+            }
+            present[*option] = true;
+            if (kind_of(*option) == QUILLON_PARAMETER_KIND_FLAG)
+                continue;
+            if (++argument == arguments.end()) {
+                accepted = false;
+                return;
+            }
+            values[*option] = *argument;
         }
+        sent += "-workingDirectory\n" + std::filesystem::current_path().string() + "\n";
+        accepted = sent.size() <= kMostSent && present[QUILLON_PARAMETER_CLASSPATH] &&
+                   present[QUILLON_PARAMETER_WOLK_RESOURCE];
     }
+
+    static std::optional<int> option_of(const std::string &argument)
+    {
+        if (argument.size() > 1)
+            for (int i = 0; i < QUILLON_PARAMETER_COUNT; ++i)
+                if (strncasecmp(QUILLONParameterManager_g_parameterDesc[i].name,
+                                argument.c_str() + 1, argument.size() - 1) == 0)
+                    return i;
+        return std::nullopt;
+    }
+    static std::uint32_t kind_of(int option)
+    {
+        return QUILLONParameterManager_g_parameterDesc[option].kind;
+    }
+};
+
+/** Of a value of up to nine digits. */
+std::optional<int> number_in(const std::string &value)
+{
+    const std::size_t begin = std::min(value.find_first_not_of(" \t\n\v\f\r"), value.size());
+    const bool has_plus = value[begin] == '+' && value[begin + 1] != '-';
+    int number = 0;
+    const char *const digits = value.c_str() + begin + (has_plus ? 1 : 0);
+    return std::from_chars(digits, value.c_str() + value.size(), number).ec == std::errc()
+               ? std::optional(number)
+               : std::nullopt;
+}
+
+void check_option(QUILLONParameterManager *manager, const Model &model, int option)
+{
+    const bool is_present = model.present[option];
+    const std::string &value = model.values[option];
+    ZOVBool present = 2;
+    int32_t number = 77;
+    const char *text = nullptr;
+    require(QUILLONParameterManager_getParameter(manager, nullptr, &present, option,
+                                                 QUILLON_PARAMETER_KIND_FLAG));
+    require(present == is_present);
+    if (Model::kind_of(option) == QUILLON_PARAMETER_KIND_FLAG)
+        return;
+    require(QUILLONParameterManager_getParameter(manager, &text, nullptr, option,
+                                                 QUILLON_PARAMETER_KIND_STRING));
+    require(is_present ? text == value : text == nullptr);
+    const bool is_read = QUILLONParameterManager_getParameter(manager, &number, nullptr, option,
+                                                              QUILLON_PARAMETER_KIND_INTEGER);
+    if (value.size() > 9)
+        return;
+    const auto expected = number_in(value);
+    require(is_read == (!is_present || expected));
+    require(number == (is_present && expected ? *expected : 77));
 }
 
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size)
+void fuzz::test(Input input)
 {
-    QUILLONLog_setBitmaps(0, 0);
-    std::vector<std::string> texts = {"quillon"};
-    for (std::size_t i = 0; i < size; ++i) {
-        if (data[i] == 0 || texts.size() == 1)
-            texts.emplace_back();
-        if (data[i] != 0)
-            texts.back().push_back(static_cast<char>(data[i]));
-    }
+    const unsigned padding = input.below(4);
+    const unsigned times = 1 + input.below(64);
+    std::vector<std::string> part, texts;
+    while (!input.empty())
+        part.push_back(input.text());
+    for (unsigned i = 0; i < times; ++i)
+        texts.insert(texts.end(), part.begin(), part.end());
+    // One argument more, for a byte less than may be sent, as much, or one more.
+    const std::size_t size = Model(texts).sent.size() + 1;
+    if (padding > 0 && size < kMostSent)
+        texts.insert(texts.begin(), std::string(kMostSent - size + padding - 2, 'x'));
+    const Model model(texts);
+    texts.insert(texts.begin(), "quillon");
     std::vector<char *> arguments;
     for (std::string &text : texts)
         arguments.push_back(text.data());
     QUILLONParameterManager *manager =
         QUILLONParameterManager_new(static_cast<int>(arguments.size()), arguments.data());
+    require(model.accepted == (manager != nullptr));
     if (manager == nullptr)
-        return 0;
-    check_buffer(*QUILLONParameterManager_getJArgsBuffer(manager));
-    check_parameters(manager);
+        return;
+    const QUILLONJArgsBuffer &buffer = *QUILLONParameterManager_getJArgsBuffer(manager);
+    require(std::string(buffer.text, buffer.length) == model.sent + '\n' + '\0');
+    for (int option = 0; option < QUILLON_PARAMETER_COUNT; ++option)
+        check_option(manager, model, option);
     QUILLONParameterManager_delete(manager);
-    return 0;
 }

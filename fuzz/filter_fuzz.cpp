@@ -1,45 +1,40 @@
 // Any text is parsed or refused, and nothing of it is left. Filters that are made from the input
 // mean what their truth at the points of a small domain says, and exclude each other only when no
-// point satisfies both. Patterns exclude each other only when no short text matches both.
-#include "koba/Log.h"
+// point satisfies both.
+#include "fuzz/fuzz.hpp"
 #include "koba/String.h"
-#include "osapi/heap.h"
 
 #include <bitset>
-#include <cstdlib>
-#include <string>
-#include <vector>
+#include <cstring>
+
+using fuzz::require;
 
 namespace {
 
-void require(bool condition)
+// The fields x and y have the values -2, -1.5 ... 2, and z these texts.
+constexpr const char *kTexts[] = {"", "a", "b", "aa", "ab", "ba", "bb"};
+constexpr std::size_t kSteps = 9;
+constexpr std::size_t kNumbers = kSteps * kSteps;
+using Truth = std::bitset<kNumbers * std::size(kTexts)>;
+
+constexpr char kPatterns[][8] = {"*", "a", "b*", "*b", "a?", "[!a]*", "a*b"};
+constexpr char kParameters[] = "-2,-1,0,1,2";
+
+Truth truth_of_match(const std::string &list)
 {
-    if (!condition)
-        std::abort();
+    Truth truth;
+    for (std::size_t point = 0; point < truth.size(); ++point)
+        truth[point] =
+            KOBAString_hasMatchingElement(kTexts[point / kNumbers], list.c_str(), ',') != 0;
+    return truth;
 }
 
-class Bytes
-{
-public:
-    Bytes(const uint8_t *data, std::size_t size) : m_next(data), m_end(data + size) {}
-
-    /** A number below the limit; 0 behind the end. */
-    unsigned below(unsigned limit) { return m_next != m_end ? *m_next++ % limit : 0; }
-
-private:
-    const uint8_t *m_next;
-    const uint8_t *m_end;
-};
-
-// The fields x and y have the values -2, -1.5 ... 2.
-constexpr std::size_t kSteps = 9;
-using Truth = std::bitset<kSteps * kSteps>;
-
-Truth truth_of(bool is_x, unsigned code, double value, double upper)
+Truth truth_of(bool is_x, int code, double value, double upper)
 {
     Truth truth;
     for (std::size_t point = 0; point < truth.size(); ++point) {
-        const double at = static_cast<double>(is_x ? point % kSteps : point / kSteps) / 2 - 2;
+        const std::size_t step = is_x ? point % kSteps : point % kNumbers / kSteps;
+        const double at = static_cast<double>(step) / 2 - 2;
         const bool results[] = {at == value,
                                 at != value,
                                 at > value,
@@ -52,15 +47,22 @@ Truth truth_of(bool is_x, unsigned code, double value, double upper)
     return truth;
 }
 
+Truth truth_of(const KOBASQLExpressionTerm &term)
+{
+    if (term.operatorCode == KOBA_SQL_OPERATOR_MATCH)
+        return truth_of_match(term.value);
+    return truth_of(std::strchr("xX", *term.field) != nullptr, term.operatorCode,
+                    std::strtod(term.value, nullptr),
+                    term.upperValue != nullptr ? std::strtod(term.upperValue, nullptr) : 0);
+}
+
 Truth truth_of(const KOBASQLExpressionTerm *tree)
 {
     Truth truth;
     for (const auto *branch = tree; branch != nullptr; branch = branch->nextBranch) {
         Truth product = ~Truth();
         for (const auto *term = branch; term != nullptr; term = term->nextTerm)
-            product &= truth_of(*term->field == 'x', static_cast<unsigned>(term->operatorCode),
-                                std::strtod(term->value, nullptr),
-                                std::strtod(term->upperValue ? term->upperValue : "", nullptr));
+            product &= truth_of(*term);
         truth |= product;
     }
     return truth;
@@ -72,114 +74,89 @@ struct Expression
     Truth truth;
 };
 
-Expression made_term(Bytes &bytes)
+Expression made_match(fuzz::Input &input)
 {
-    static const char *const kOperators[] = {"=", "<>", ">", "<", ">=", "<=", " between "};
-    const bool is_x = bytes.below(2) == 0;
-    const unsigned code = bytes.below(7);
-    const int value = static_cast<int>(bytes.below(5)) - 2;
-    const int upper = static_cast<int>(bytes.below(5)) - 2;
-    std::string text = (is_x ? "x" : "y") + std::string(kOperators[code]) + std::to_string(value);
-    text += bytes.below(2) == 0 ? "" : ".0";
-    text += code == 6 ? " AND " + std::to_string(upper) : "";
-    return {text, truth_of(is_x, code, value, upper)};
+    std::string list = kPatterns[input.below(std::size(kPatterns))];
+    if (input.below(2) != 0)
+        list += std::string(",") + kPatterns[input.below(std::size(kPatterns))];
+    return {(input.below(2) == 0 ? "z MATCH '" : "Z match '") + list + "'", truth_of_match(list)};
 }
 
-Expression made_filter(Bytes &bytes, int depth)
+std::string made_value(fuzz::Input &input, int value, bool has_parameters)
+{
+    if (has_parameters && input.below(4) == 3)
+        return "%" + std::to_string(value + 2);
+    return std::to_string(value) + (input.below(2) == 0 ? "" : ".0");
+}
+
+Expression made_term(fuzz::Input &input, bool has_parameters)
+{
+    static constexpr const char *kOperators[] = {"=", "<>", ">", "<", ">=", "<=", " between "};
+    static constexpr const char *kFields[] = {"x", "y", "X", "Y"};
+    if (input.below(5) == 4)
+        return made_match(input);
+    const unsigned field = input.below(4);
+    const unsigned code = input.below(7);
+    const int value = static_cast<int>(input.below(5)) - 2;
+    const int upper = static_cast<int>(input.below(5)) - 2;
+    std::string text = std::string(kFields[field]) + kOperators[code];
+    text += made_value(input, value, has_parameters);
+    text += code == 6 ? " AND " + made_value(input, upper, has_parameters) : "";
+    return {text, truth_of(field % 2 == 0, static_cast<int>(code), value, upper)};
+}
+
+Expression made_filter(fuzz::Input &input, bool has_parameters, int depth)
 {
     Expression sum = {"", {}};
     do {
         Expression product = {"", ~Truth()};
         do {
-            Expression operand =
-                depth > 0 && bytes.below(3) == 0 ? made_filter(bytes, depth - 1) : made_term(bytes);
+            const Expression operand = depth > 0 && input.below(3) == 2
+                                           ? made_filter(input, has_parameters, depth - 1)
+                                           : made_term(input, has_parameters);
             product.text += (product.text.empty() ? "(" : " AND (") + operand.text + ")";
             product.truth &= operand.truth;
-        } while (bytes.below(2) != 0);
+        } while (input.below(2) != 0);
         sum.text += (sum.text.empty() ? "" : " OR ") + product.text;
         sum.truth |= product.truth;
-    } while (bytes.below(3) != 0);
+    } while (input.below(3) == 2);
     return sum;
 }
 
-void check_filters(Bytes bytes)
+void check_tree(const Expression &filter, const char *parameters)
 {
-    const Expression filters[] = {made_filter(bytes, 3), made_filter(bytes, 3)};
-    for (const Expression &filter : filters) {
-        KOBASQLExpressionTerm *tree = nullptr;
-        if (!KOBAString_parseSQLExpression(&tree, filter.text.c_str(), ',', nullptr))
-            continue; // too many terms
-        require(truth_of(tree) == filter.truth);
-        KOBAString_freeSQLExpressionTree(tree);
-    }
-    if (!KOBAString_hasIntersectingFilter(filters[0].text.c_str(), filters[1].text.c_str(), ',',
-                                          nullptr))
-        require((filters[0].truth & filters[1].truth).none());
+    KOBASQLExpressionTerm *tree = nullptr;
+    if (!KOBAString_parseSQLExpression(&tree, filter.text.c_str(), ',', parameters))
+        return; // too many terms
+    require(truth_of(tree) == filter.truth);
+    KOBAString_freeSQLExpressionTree(tree);
 }
 
-std::string made_pattern(Bytes &bytes)
+void check_filters(fuzz::Input input)
 {
-    static constexpr char kCharacters[] = "ab/.*?[]!^-\\";
-    std::string pattern;
-    for (unsigned length = bytes.below(10); length > 0; --length)
-        pattern += kCharacters[bytes.below(sizeof kCharacters - 1)];
-    return pattern;
-}
-
-/** What does not meet although a text matches both: several stars left over, and `?` and some sets.
- */
-bool is_excepted(const std::string &one, const std::string &other)
-{
-    return one.ends_with("**") || (one.find('?') != one.npos && other.find('[') != other.npos);
-}
-
-void check_patterns(Bytes bytes)
-{
-    static const std::vector<std::string> texts = [] {
-        std::vector<std::string> all = {""};
-        for (std::size_t i = 0; all[i].size() < 4; ++i)
-            for (const char c : {'a', 'b', '/', '.', '*', '['})
-                all.push_back(all[i] + c);
-        return all;
-    }();
-    const uint32_t flags = bytes.below(64);
-    const std::string p1 = made_pattern(bytes);
-    const std::string p2 = made_pattern(bytes);
-    const int32_t result = KOBAString_isCommonPattern(p1.c_str(), p2.c_str(), &flags);
-    require(KOBAString_isCommonPattern(p2.c_str(), p1.c_str(), &flags) == result);
-    if (result == 0 || is_excepted(p1, p2) || is_excepted(p2, p1))
-        return;
-    // The separator separates without PATHNAME, too, and does not change; LEADING_DIR is ignored.
-    uint32_t meant = (flags | KOBA_STRING_FNMATCH_PATHNAME) & ~KOBA_STRING_FNMATCH_LEADING_DIR;
-    if ((flags & 0x26) != 0x22)
-        meant &= ~KOBA_STRING_FNMATCH_DOT_SEPARATOR;
-    for (const std::string &text : texts)
-        require(KOBAString_fnmatch(p1.c_str(), text.c_str(), meant) != 0 ||
-                KOBAString_fnmatch(p2.c_str(), text.c_str(), meant) != 0);
+    const Expression one = made_filter(input, false, 3);
+    const Expression other = made_filter(input, true, 3);
+    check_tree(one, nullptr);
+    check_tree(other, kParameters);
+    if (!KOBAString_hasIntersectingFilter(one.text.c_str(), other.text.c_str(), ',', kParameters))
+        require((one.truth & other.truth).none());
 }
 
 void check_text(const std::string &text)
 {
-    for (const char *params : {static_cast<const char *>(nullptr), "1,a*,,'b'"}) {
+    for (const char *parameters : {static_cast<const char *>(nullptr), "1,a*,,'b'"}) {
         KOBASQLExpressionTerm *tree = nullptr;
-        if (KOBAString_parseSQLExpression(&tree, text.c_str(), ',', params))
-            require(tree != nullptr);
-        else
-            require(tree == nullptr);
+        require((KOBAString_parseSQLExpression(&tree, text.c_str(), ',', parameters) != 0) ==
+                (tree != nullptr));
         KOBAString_freeSQLExpressionTree(tree);
-        KOBAString_hasIntersectingFilter("x > 0 AND y MATCH 'a*'", text.c_str(), ',', params);
+        KOBAString_hasIntersectingFilter("x > 0 AND y MATCH 'a*'", text.c_str(), ',', parameters);
     }
 }
 
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size)
+void fuzz::test(Input input)
 {
-    KOBALog_setBitmaps(0, 0);
-    const int64_t blocks = ZOVOsapiHeap_g_allocCount;
-    check_text(std::string(reinterpret_cast<const char *>(data), size));
-    check_filters({data, size});
-    check_patterns({data, size});
-    require(ZOVOsapiHeap_g_allocCount == blocks);
-    return 0;
+    check_filters(input);
+    check_text(input.rest());
 }

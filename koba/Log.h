@@ -6,11 +6,11 @@
 
 ZOV_BEGIN_DECLARATIONS
 
-/** Submodule bits of KOBALog. */
-#define KOBA_LOG_SUBMODULE_STRING 0x1u
-#define KOBA_LOG_SUBMODULE_ORDERED_DATA_TYPE 0x2u
-#define KOBA_LOG_SUBMODULE_SKIPLIST 0x4u
-#define KOBA_LOG_SUBMODULE_FAST_BUFFER 0x8u
+/* Submodule bits of KOBALog. */
+#define KOBA_LOG_SUBMODULE_STRING 0x1u            /**< strings, patterns, filters */
+#define KOBA_LOG_SUBMODULE_ORDERED_DATA_TYPE 0x2u /**< ordered data types */
+#define KOBA_LOG_SUBMODULE_SKIPLIST 0x4u          /**< skiplists and their allocators */
+#define KOBA_LOG_SUBMODULE_FAST_BUFFER 0x8u       /**< pools of buffers */
 
 ZOV_LOG_MODULE(KOBALog);
 

@@ -25,10 +25,10 @@ typedef void (*KOBAOrderedDataTypePrintFcn)(const void *key, const char *label, 
 /** Binds a key size to its operations. */
 struct KOBAOrderedDataType
 {
-    int32_t size;       /**< in bytes */
-    uint32_t attribute; /**< the creator's; only kept */
-    KOBAOrderedDataTypeCompareFcn compare;
-    KOBAOrderedDataTypePrintFcn print;
+    int32_t size;                          /**< in bytes */
+    uint32_t attribute;                    /**< the creator's; only kept */
+    KOBAOrderedDataTypeCompareFcn compare; /**< orders two keys */
+    KOBAOrderedDataTypePrintFcn print;     /**< prints one */
 };
 typedef struct KOBAOrderedDataType KOBAOrderedDataType;
 
@@ -36,11 +36,11 @@ typedef struct KOBAOrderedDataType KOBAOrderedDataType;
 struct KOBAOrderedDataTypeStringTarget
 {
     int32_t capacity; /**< bytes in the buffer; becomes the bytes that the operation reserved */
-    char *buffer;
+    char *buffer;     /**< the caller's */
 };
 typedef struct KOBAOrderedDataTypeStringTarget KOBAOrderedDataTypeStringTarget;
 
-/* The members: MEMBER(name, words of the key, type of a word). */
+/** The comparisons: MEMBER(name, words of the key, type of a word). */
 #define KOBA_ORDERED_DATA_TYPE_COMPARISONS(MEMBER)                                                 \
     MEMBER(UInt, 1, uint32_t)                                                                      \
     MEMBER(DoubleUInt, 2, uint32_t)                                                                \
@@ -57,13 +57,14 @@ typedef struct KOBAOrderedDataTypeStringTarget KOBAOrderedDataTypeStringTarget;
     MEMBER(Pointer, 1, uint64_t)                                                                   \
     MEMBER(QuadPointer, 4, uint64_t)
 
-/** KOBAOrderedDataType_compareUInt and so on: keys of the words named; pointers as unsigned. */
+/* KOBAOrderedDataType_compareUInt, and so on for each of the list. */
 #define MEMBER(NAME, WORDS, WORD)                                                                  \
+    /** Compares two keys of the words that its name tells; pointers as unsigned words. */         \
     int32_t KOBAOrderedDataType_compare##NAME(const void *a, const void *b) ZOV_NONNULL();
 KOBA_ORDERED_DATA_TYPE_COMPARISONS(MEMBER)
 #undef MEMBER
 
-/** Compares the two addresses by whether they are null; null is the smaller. */
+/** Compares the two addresses by whether they are null: null is the smaller, others are equal. */
 int32_t KOBAOrderedDataType_comparePointerNullness(const void *a, const void *b);
 
 /**
@@ -103,9 +104,10 @@ void *KOBAOrderedDataType_binarySearch(const void *key, const void *array, int32
                                        int32_t (*compare)(const void *element, const void *key,
                                                           int32_t half)) ZOV_NONNULL(5);
 
-/*
- * The members: MEMBER(name, words, format of printing, format of the text, bytes it asks for). The
- * formats are as programs that read them expect, and so is the room that nine words ask for.
+/**
+ * Printing and texts: MEMBER(name, words, format of printing, format of the text, bytes it asks
+ * for). The formats are as programs that read them expect, and so is the room that nine words ask
+ * for.
  */
 #define KOBA_ORDERED_DATA_TYPE_FORMATS(MEMBER)                                                     \
     MEMBER(Int, 1, "%#X", "%#X", 11)                                                               \
@@ -116,19 +118,15 @@ void *KOBAOrderedDataType_binarySearch(const void *key, const void *array, int32
     MEMBER(NineInt, 9, "%#x, %#X, %#X, %#X, %#X, %#X, %#X, %#X, %#X",                              \
            "%#X,%#X,%#X,%#X,%#X,%#X,%#X,%#X,%#X", 55)
 
-/**
- * KOBAOrderedDataType_printInt and so on: print a key of the words named.
- *
- * KOBAOrderedDataType_toStringInt and so on: write a key's words into the target, in the room that
- * it has; the text of nine words needs up to 99 bytes, though only 55 are asked for.
- *
- * @return the target's buffer, its capacity now the bytes asked for.
- *
- * Errors: null, with nothing written, when the target has less than the bytes asked for.
- */
+/* KOBAOrderedDataType_printInt, KOBAOrderedDataType_toStringInt, and so on for each of the list. */
 #define MEMBER(NAME, WORDS, PRINT, TEXT, SIZE)                                                     \
+    /** Prints a key of the words that its name tells, as a KOBAOrderedDataTypePrintFcn. */        \
     void KOBAOrderedDataType_print##NAME(const void *key, const char *label, int32_t indent)       \
         ZOV_NONNULL(1);                                                                            \
+    /** Writes a key's words into the target, cut to the room that it has: the text of nine words  \
+        needs up to 99 bytes, though only 55 are asked for. Returns the target's buffer; the       \
+        capacity is now the bytes asked for. Errors: null, with nothing written, when the target   \
+        has less than these. */                                                                    \
     char *KOBAOrderedDataType_toString##NAME(                                                      \
         const void *key, struct KOBAOrderedDataTypeStringTarget *target) ZOV_NONNULL();
 KOBA_ORDERED_DATA_TYPE_FORMATS(MEMBER)

@@ -35,10 +35,10 @@ typedef int32_t (*KOBASkiplistCompareWithParamFcn)(const void *userData, const v
 /** Level + 1 forward pointers follow in one piece of memory. */
 struct KOBASkiplistNode
 {
-    void *userData;
-    int8_t level;     /**< its highest level */
-    uint8_t userFlag; /**< the caller's, like the value: the list only keeps them */
-    uint32_t userValue;
+    void *userData;     /**< the record; its leading bytes are the key */
+    int8_t level;       /**< its highest level */
+    uint8_t userFlag;   /**< the caller's, like the value: the list only keeps them */
+    uint32_t userValue; /**< the caller's */
     struct KOBASkiplistNode *backward;   /**< null in the head */
     struct KOBASkiplistNode *forward[1]; /**< on each of its levels; null at the end */
 };
@@ -50,19 +50,20 @@ typedef struct KOBASkiplistNode KOBASkiplistNode;
 /** The value of `magic` while a list is initialised. */
 #define KOBA_SKIPLIST_MAGIC 29508
 
+/** Visible for its size and for walking through it; use the operations. */
 struct KOBASkiplist
 {
-    int32_t magic; /**< KOBA_SKIPLIST_MAGIC, or 0 */
-    uint32_t nodeCount;
+    int32_t magic;                 /**< KOBA_SKIPLIST_MAGIC, or 0 */
+    uint32_t nodeCount;            /**< without the head */
     struct KOBASkiplistNode *head; /**< before the first node; of the maximum level */
     /** The last node. Null in a new or cleared list; the head once the last node was removed. */
     struct KOBASkiplistNode *tail;
-    struct KOBASkiplistDescription *description;
-    KOBASkiplistCompareFcn compare; /**< null when there is one with a parameter */
-    int8_t topLevel;                /**< the highest level in use */
-    KOBASkiplistCompareWithParamFcn compareWithParam;
-    void *compareParam;
-    uint32_t appendCount;
+    struct KOBASkiplistDescription *description; /**< shared; outlives the list */
+    KOBASkiplistCompareFcn compare;              /**< null when there is one with a parameter */
+    int8_t topLevel;                             /**< the highest level in use */
+    KOBASkiplistCompareWithParamFcn compareWithParam; /**< null when there is one without */
+    void *compareParam;                               /**< what it is called with */
+    uint32_t appendCount; /**< nodes that were appended by KOBASkiplist_addNonExistingNodeAtEndEA */
     /** 1 when the keys are compared without a call: some comparisons of ordered data types. */
     ZOVBool fastCompare;
 };
@@ -72,7 +73,7 @@ typedef struct KOBASkiplist KOBASkiplist;
 int32_t KOBASkiplist_getOptimumMaximumLevel(int32_t expectedCount);
 
 /**
- * Initialise a list in the caller's record; the head gets the user data, value and flag.
+ * Initialises a list in the caller's record; the head gets the user data, value and flag.
  *
  * Errors: FALSE with "!create node\n" and "!create head\n", the list not initialised; FALSE without
  * a report for a description whose maximum level is out of range.
@@ -83,6 +84,7 @@ ZOV_MUST_USE ZOVBool KOBASkiplist_init(struct KOBASkiplist *list,
                                        struct KOBASkiplistDescription *desc,
                                        KOBASkiplistCompareFcn compare, void *userData,
                                        uint32_t userValue, uint8_t userFlag) ZOV_NONNULL(1, 2, 3);
+/** The same with a comparison that gets a parameter. */
 ZOV_MUST_USE ZOVBool KOBASkiplist_init_ex(struct KOBASkiplist *list,
                                           struct KOBASkiplistDescription *desc,
                                           KOBASkiplistCompareWithParamFcn compareWithParam,
@@ -90,7 +92,7 @@ ZOV_MUST_USE ZOVBool KOBASkiplist_init_ex(struct KOBASkiplist *list,
                                           uint8_t userFlag) ZOV_NONNULL(1, 2, 3);
 
 /**
- * Create a list on the heap.
+ * Creates a list on the heap.
  *
  * Errors: null, with the heap's report, or behind those of the initialisation "!init list\n".
  * Ownership: the caller's; delete it with KOBASkiplist_delete.
@@ -99,6 +101,7 @@ ZOV_MUST_USE struct KOBASkiplist *KOBASkiplist_new(struct KOBASkiplistDescriptio
                                                    KOBASkiplistCompareFcn compare, void *userData,
                                                    uint32_t userValue, uint8_t userFlag)
     ZOV_NONNULL(1, 2);
+/** The same with a comparison that gets a parameter. */
 ZOV_MUST_USE struct KOBASkiplist *
 KOBASkiplist_new_ex(struct KOBASkiplistDescription *desc,
                     KOBASkiplistCompareWithParamFcn compareWithParam, void *compareParam,
@@ -155,6 +158,7 @@ void KOBASkiplist_deleteNode(struct KOBASkiplist *list, struct KOBASkiplistNode 
  * Obtains a node of a level, with all its pointers null; it is in no list.
  *
  * Errors: null with "!create node\n".
+ * Ownership: the caller's; KOBASkiplist_deleteNode.
  */
 ZOV_MUST_USE struct KOBASkiplistNode *KOBASkiplistNode_new(struct KOBASkiplist *list, int8_t level,
                                                            void *userData, uint32_t userValue,

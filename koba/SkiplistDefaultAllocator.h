@@ -21,7 +21,7 @@ struct ZOVOsapiSemaphore;
 struct KOBASkiplistDefaultAllocatorParameter
 {
     struct KOBAFastBufferPool **poolArray; /**< one for each level, 0 to the maximum level */
-    struct ZOVOsapiSemaphore *mutex;
+    struct ZOVOsapiSemaphore *mutex;       /**< around each use of the pools */
 };
 typedef struct KOBASkiplistDefaultAllocatorParameter KOBASkiplistDefaultAllocatorParameter;
 

@@ -19,17 +19,21 @@ typedef int32_t (*KOBASkiplistLevelFcn)(void *parameter, int32_t maximumLevel, u
 /** Shared by its lists, and outlives them. */
 struct KOBASkiplistDescription
 {
-    KOBASkiplistCreateNodeFcn createNode;
-    void *createParameter;
-    KOBASkiplistDestroyNodeFcn destroyNode;
-    void *destroyParameter;
-    KOBASkiplistLevelFcn level; /**< null: KOBASkiplist_binaryDistribution */
-    void *levelParameter;
-    int8_t maximumLevel; /**< the highest level that a node may have */
+    KOBASkiplistCreateNodeFcn createNode;   /**< obtains memory for a node */
+    void *createParameter;                  /**< what it is called with */
+    KOBASkiplistDestroyNodeFcn destroyNode; /**< takes it back */
+    void *destroyParameter;                 /**< what it is called with */
+    KOBASkiplistLevelFcn level;             /**< null: KOBASkiplist_binaryDistribution */
+    void *levelParameter;                   /**< what the level function is called with */
+    int8_t maximumLevel;                    /**< the highest level that a node may have */
 };
 typedef struct KOBASkiplistDescription KOBASkiplistDescription;
 
-/** Fills a description; a maximum level is 0 to 31. Owns nothing. */
+/**
+ * Fills a description; it owns nothing.
+ *
+ * @param maxLevel 0 to 31, which the initialisation of a list checks.
+ */
 void KOBASkiplistDescription_init(struct KOBASkiplistDescription *desc, int8_t maxLevel,
                                   KOBASkiplistCreateNodeFcn create, void *createParam,
                                   KOBASkiplistDestroyNodeFcn destroy, void *destroyParam,

@@ -55,17 +55,23 @@ int32_t KOBAString_inCompare(const char *a, const char *b, uint32_t n) ZOV_NONNU
 const char *KOBAString_iFindSubString(const char *s, const char *sub);
 
 /**
- * Read a number or a truth value, each from the start of a text; what follows a number is ignored.
- *
- * The short form looks at the low 32 bits of the number alone: 4294967297 gives 1.
+ * Reads a decimal number at the start of a text; what follows it is ignored. Only its low 32 bits
+ * are looked at: 4294967297 gives 1.
  *
  * @return TRUE, or FALSE with the output as it was: no digit, or a value that does not fit.
  */
 ZOVBool KOBAString_strToUnsignedShort(const char *s, uint16_t *out) ZOV_NONNULL();
+/** The same for 32 bits, all of the number looked at; a minus is an error. */
 ZOVBool KOBAString_strToUnsignedLong(const char *s, uint32_t *out) ZOV_NONNULL();
-/** Also hexadecimal behind 0x and octal behind 0; cut to 32 bits. FALSE for a null text. */
+/**
+ * Reads a number at the start of a text, hexadecimal behind 0x and octal behind 0; what follows it
+ * is ignored. It is cut to 32 bits, which are -1 or 0 for a number beyond 64 bits.
+ *
+ * @return TRUE, or FALSE with the output as it was: no digit, or a null text.
+ */
 ZOVBool KOBAString_strToLong(const char *s, int32_t *out) ZOV_NONNULL(2);
-/** The whole text, in any case: 1, yes, true; 0, no, false. */
+/** Reads a truth value, the whole text in any case: 1, yes, true; 0, no, false. FALSE for another.
+ */
 ZOVBool KOBAString_strToBoolean(const char *s, ZOVBool *out) ZOV_NONNULL();
 
 /**
@@ -113,9 +119,11 @@ const char *KOBAString_getLastToken(const char *s, char delim) ZOV_NONNULL();
 /** Counts tokens; a delimiter at the end starts no further one. 0 for a null or empty text. */
 int32_t KOBAString_getTokenCount(const char *s, char delim);
 
-/** Print through the log's debug output: blanks, levels of three blanks, bytes as "0x0a0b". */
+/** Prints blanks through the log's debug output. */
 void KOBAString_printSpace(int32_t n);
+/** Prints levels of three blanks through the log's debug output. */
 void KOBAString_printIndent(int32_t level);
+/** Prints bytes through the log's debug output, as "0x0a0b". */
 void KOBAString_printBytes(const void *bytes, int32_t n);
 
 /**
@@ -154,17 +162,21 @@ int32_t KOBAString_isCommonPattern(const char *p1, const char *p2, const uint32_
     ZOV_NONNULL();
 
 /**
- * Tell whether an element of one list and an element of the other go together: as
- * KOBAString_matchPattern, KOBAString_matchPattern_withFlags, KOBAString_compare and
- * KOBAString_isCommonPattern say, which give 0 then.
+ * Tells whether an element of one list matches an element of the other: KOBAString_matchPattern
+ * gives 0 for them.
  *
  * A single quote at the start of a list and at the end of an element is left out.
  */
 ZOVBool KOBAString_hasMatchingElement(const char *list1, const char *list2, char delim)
     ZOV_NONNULL();
+/** The same by KOBAString_matchPattern_withFlags: texts in the first list, patterns in the second.
+ */
 ZOVBool KOBAString_hasMatchingElementX(const char *list1, const char *list2, char delim,
                                        const uint32_t *flags) ZOV_NONNULL();
+/** The same by KOBAString_compare: whether the lists have an element in common. */
 ZOVBool KOBAString_hasCommonElement(const char *list1, const char *list2, char delim) ZOV_NONNULL();
+/** The same by KOBAString_isCommonPattern: whether some text could match an element of each list.
+ */
 ZOVBool KOBAString_hasIntersectingPattern(const char *list1, const char *list2, char delim,
                                           const uint32_t *flags) ZOV_NONNULL();
 
@@ -183,19 +195,20 @@ ZOVBool KOBAString_validateName(int32_t *bestIndex, int32_t *bestDistance, const
                                 const char *const *candidates, ZOVBool caseSensitive)
     ZOV_NONNULL(3, 4);
 
-#define KOBA_SQL_OPERATOR_EQUAL 0
-#define KOBA_SQL_OPERATOR_NOT_EQUAL 1
-#define KOBA_SQL_OPERATOR_GREATER 2
-#define KOBA_SQL_OPERATOR_LESS 3
-#define KOBA_SQL_OPERATOR_GREATER_OR_EQUAL 4
-#define KOBA_SQL_OPERATOR_LESS_OR_EQUAL 5
-#define KOBA_SQL_OPERATOR_BETWEEN 6
-#define KOBA_SQL_OPERATOR_MATCH 7
+/* The operators of a filter. */
+#define KOBA_SQL_OPERATOR_EQUAL 0            /**< = */
+#define KOBA_SQL_OPERATOR_NOT_EQUAL 1        /**< <> */
+#define KOBA_SQL_OPERATOR_GREATER 2          /**< > */
+#define KOBA_SQL_OPERATOR_LESS 3             /**< < */
+#define KOBA_SQL_OPERATOR_GREATER_OR_EQUAL 4 /**< >= */
+#define KOBA_SQL_OPERATOR_LESS_OR_EQUAL 5    /**< <= */
+#define KOBA_SQL_OPERATOR_BETWEEN 6          /**< BETWEEN low AND high, both included */
+#define KOBA_SQL_OPERATOR_MATCH 7            /**< MATCH, a list of patterns */
 
 /** One comparison of a filter. A filter is branches joined by OR, a branch terms joined by AND. */
 struct KOBASQLExpressionTerm
 {
-    char *field;
+    char *field;            /**< its name */
     int32_t operatorCode;   /**< KOBA_SQL_OPERATOR_... */
     char *value;            /**< of BETWEEN the lower bound */
     char *upperValue;       /**< of BETWEEN, else null */
@@ -209,11 +222,11 @@ typedef struct KOBASQLExpressionTerm KOBASQLExpressionTerm;
  * Reads a filter: terms `field operator value` joined by AND, OR and parentheses, for example
  * "(price > 10 OR price <= 2) AND name MATCH 'a*,b*'".
  *
- * Operators are = <> > < >= <= BETWEEN (low AND high) and MATCH (a list of patterns), words in any
- * case. White space between tokens is free; AND, OR and MATCH need some behind them, or, of AND and
- * OR, a parenthesis.
+ * Operators are `= <> > < >= <=`, BETWEEN (low AND high) and MATCH (a list of patterns), words in
+ * any case. White space between tokens is free; AND, OR and MATCH need some behind them, or, of AND
+ * and OR, a parenthesis.
  *
- * A value reaches up to white space, a parenthesis, a single quote or one of = < >. In single
+ * A value reaches up to white space, a parenthesis, a single quote or one of `= < >`. In single
  * quotes it may have all of them, and a quote when it is doubled. MATCH gets its list without the
  * quotes; another value keeps them, as it is a text, and no number. The value `%n` stands for the
  * n-th parameter, from 0, as it is in the list.

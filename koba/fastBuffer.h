@@ -39,26 +39,29 @@ struct KOBAFastBufferPoolGrowth
     int32_t increment;
 };
 
+/** What a pool is created with. */
 struct KOBAFastBufferPoolProperty
 {
-    struct KOBAFastBufferPoolGrowth growth;
-    int32_t multiThreadedAccess;  /**< not 0: get and return take a mutex */
-    int32_t zeroBufferContent;    /**< not 0: a buffer is zeroed when it is handed out */
+    struct KOBAFastBufferPoolGrowth growth; /**< its size and its limits */
+    int32_t multiThreadedAccess;            /**< not 0: get and return take a mutex */
+    int32_t zeroBufferContent;              /**< not 0: a buffer is zeroed when it is handed out */
     int32_t overrideGrowthLimits; /**< not 0: maximal is no limit, an increment of 0 is none */
 };
 typedef struct KOBAFastBufferPoolProperty KOBAFastBufferPoolProperty;
 
 struct KOBAFastBufferPool;
+/** A pool; its contents are its own. */
 typedef struct KOBAFastBufferPool KOBAFastBufferPool;
 
+/** What a pool has at a moment. */
 struct KOBAFastBufferPoolInfo
 {
-    struct KOBAFastBufferPool *pool;
-    int32_t bufferSize; /**< in bytes, rounded up to the alignment */
-    int32_t alignment;
-    int32_t allocated; /**< buffers that the pool owns */
-    int32_t inUse;     /**< buffers that are handed out */
-    int32_t maximal;
+    struct KOBAFastBufferPool *pool; /**< which one */
+    int32_t bufferSize;              /**< in bytes, rounded up to the alignment */
+    int32_t alignment;               /**< in bytes */
+    int32_t allocated;               /**< buffers that the pool owns */
+    int32_t inUse;                   /**< buffers that are handed out */
+    int32_t maximal;                 /**< growth.maximal of its property */
 };
 typedef struct KOBAFastBufferPoolInfo KOBAFastBufferPoolInfo;
 
@@ -135,15 +138,15 @@ KOBAFastBufferPool_getProperty(const struct KOBAFastBufferPool *pool) ZOV_NONNUL
 int32_t KOBAFastBufferPool_getInfo(struct KOBAFastBufferPool *pool,
                                    struct KOBAFastBufferPoolInfo *info) ZOV_NONNULL();
 
-/** Prints to standard output. */
+/** Prints what a pool has to standard output, six lines. */
 void KOBAFastBufferPoolInfo_display(const struct KOBAFastBufferPoolInfo *info) ZOV_NONNULL();
 
 /** Pools in the order in which their sizes were given. */
 struct KOBAFastBufferPoolSet
 {
-    int32_t poolCount;
-    int32_t largestBufferSize; /**< the last size given */
-    struct KOBAFastBufferPool **pools;
+    int32_t poolCount;                 /**< pools in the set */
+    int32_t largestBufferSize;         /**< the last size given */
+    struct KOBAFastBufferPool **pools; /**< one a size, in the order given */
 };
 typedef struct KOBAFastBufferPoolSet KOBAFastBufferPoolSet;
 
@@ -168,40 +171,41 @@ struct KOBAFastBufferPool *KOBAFastBufferPoolSet_getPool(struct KOBAFastBufferPo
 void *KOBAFastBufferPoolSet_getBuffer(struct KOBAFastBufferPoolSet *set, int32_t size)
     ZOV_NONNULL();
 
-/** Gives back a buffer that was asked for with this size. */
+/** Gives back a buffer that was asked for with this size; of a size that no pool has it is dropped.
+ */
 void KOBAFastBufferPoolSet_returnBuffer(struct KOBAFastBufferPoolSet *set, void *buffer,
                                         int32_t size) ZOV_NONNULL(1);
 
 /** Deletes a set with its pools; null is ignored. Errors: those of the pools. */
 void KOBAFastBufferPoolSet_delete(struct KOBAFastBufferPoolSet *set);
 
-/** What the process has used: the counters below in their order. */
+/** What the process has used: a copy of the counters below. */
 struct KOBAFastBufferStat
 {
-    int64_t heapCurrentUse;
-    int64_t heapHighWatermark;
-    int64_t heapLowWatermark;
-    int32_t heapAllocCount;
-    int32_t heapFreeCount;
-    int64_t bufferCurrentUse;
-    int64_t bufferHighWatermark;
-    int64_t bufferLowWatermark;
-    int32_t bufferGetCount;
-    int32_t bufferReturnCount;
+    int64_t heapCurrentUse;      /**< KOBAFastBufferStat_HEAP_MEM_CURRENT_USE */
+    int64_t heapHighWatermark;   /**< KOBAFastBufferStat_HEAP_MEM_HIGH_WATERMARK */
+    int64_t heapLowWatermark;    /**< KOBAFastBufferStat_HEAP_MEM_LOW_WATERMARK */
+    int32_t heapAllocCount;      /**< KOBAFastBufferStat_HEAP_MEM_ALLOC_COUNT */
+    int32_t heapFreeCount;       /**< KOBAFastBufferStat_HEAP_MEM_FREE_COUNT */
+    int64_t bufferCurrentUse;    /**< KOBAFastBufferStat_FB_MEM_CURRENT_USE */
+    int64_t bufferHighWatermark; /**< KOBAFastBufferStat_FB_MEM_HIGH_WATERMARK */
+    int64_t bufferLowWatermark;  /**< KOBAFastBufferStat_FB_MEM_LOW_WATERMARK */
+    int32_t bufferGetCount;      /**< KOBAFastBufferStat_FB_MEM_GET_COUNT */
+    int32_t bufferReturnCount;   /**< KOBAFastBufferStat_FB_MEM_RETURN_COUNT */
 };
 typedef struct KOBAFastBufferStat KOBAFastBufferStat;
 
 /* For whoever records the use of heap and pools; the pools themselves do not. Without locks. */
-extern int64_t KOBAFastBufferStat_HEAP_MEM_CURRENT_USE;
-extern int64_t KOBAFastBufferStat_HEAP_MEM_HIGH_WATERMARK;
-extern int64_t KOBAFastBufferStat_HEAP_MEM_LOW_WATERMARK;
-extern int32_t KOBAFastBufferStat_HEAP_MEM_ALLOC_COUNT;
-extern int32_t KOBAFastBufferStat_HEAP_MEM_FREE_COUNT;
-extern int64_t KOBAFastBufferStat_FB_MEM_CURRENT_USE;
-extern int64_t KOBAFastBufferStat_FB_MEM_HIGH_WATERMARK;
-extern int64_t KOBAFastBufferStat_FB_MEM_LOW_WATERMARK;
-extern int32_t KOBAFastBufferStat_FB_MEM_GET_COUNT;
-extern int32_t KOBAFastBufferStat_FB_MEM_RETURN_COUNT;
+extern int64_t KOBAFastBufferStat_HEAP_MEM_CURRENT_USE;    /**< bytes of the heap in use */
+extern int64_t KOBAFastBufferStat_HEAP_MEM_HIGH_WATERMARK; /**< the most of them */
+extern int64_t KOBAFastBufferStat_HEAP_MEM_LOW_WATERMARK;  /**< the least of them */
+extern int32_t KOBAFastBufferStat_HEAP_MEM_ALLOC_COUNT;    /**< allocations */
+extern int32_t KOBAFastBufferStat_HEAP_MEM_FREE_COUNT;     /**< frees */
+extern int64_t KOBAFastBufferStat_FB_MEM_CURRENT_USE;      /**< bytes of buffers in use */
+extern int64_t KOBAFastBufferStat_FB_MEM_HIGH_WATERMARK;   /**< the most of them */
+extern int64_t KOBAFastBufferStat_FB_MEM_LOW_WATERMARK;    /**< the least of them */
+extern int32_t KOBAFastBufferStat_FB_MEM_GET_COUNT;        /**< buffers handed out */
+extern int32_t KOBAFastBufferStat_FB_MEM_RETURN_COUNT;     /**< buffers given back */
 
 /** Copies the counters. */
 void KOBAFastBuffer_statGet(struct KOBAFastBufferStat *stat) ZOV_NONNULL();

@@ -17,15 +17,15 @@ ZOV_BEGIN_DECLARATIONS
 
 /** A backslash is an ordinary character. */
 #define KOBA_STRING_FNMATCH_NOESCAPE 0x01u
-/** `*`, `?` and brackets never match the separator `/`. */
+/** Stars, question marks and brackets never match the separator, a slash. */
 #define KOBA_STRING_FNMATCH_PATHNAME 0x02u
-/** A leading period (of the text, or with PATHNAME behind a `/`) is matched by a period only. */
+/** A leading period (of the text, or with PATHNAME of a segment) is matched by a period only. */
 #define KOBA_STRING_FNMATCH_PERIOD 0x04u
 /** A pattern that ends where the text goes on with the separator has matched. */
 #define KOBA_STRING_FNMATCH_LEADING_DIR 0x08u
 /** Characters that fold to the same lower-case character are equal. */
 #define KOBA_STRING_FNMATCH_CASEFOLD 0x10u
-/** With PATHNAME and without PERIOD: the separator is `.`. */
+/** With PATHNAME and without PERIOD: the separator is a period, not a slash. */
 #define KOBA_STRING_FNMATCH_DOT_SEPARATOR 0x20u
 
 /**

@@ -17,7 +17,7 @@ ZOV_BEGIN_DECLARATIONS
 struct QUILLONReceiveBuffer
 {
     int32_t capacity; /**< bytes that array has room for */
-    char *array;
+    char *array;      /**< the caller's */
 };
 typedef struct QUILLONReceiveBuffer QUILLONReceiveBuffer;
 

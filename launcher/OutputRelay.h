@@ -14,12 +14,13 @@
 
 ZOV_BEGIN_DECLARATIONS
 
+/** The bytes of the line that ends the output. */
 #define QUILLON_RETCODE_BUFFER_SIZE 26
 
 /** The return-code ring. */
 struct QUILLONRetcodeBuffer
 {
-    char data[QUILLON_RETCODE_BUFFER_SIZE];
+    char data[QUILLON_RETCODE_BUFFER_SIZE]; /**< the bytes that are held back */
     int32_t start; /**< where the next write begins and reading in order starts */
     int32_t count; /**< valid bytes */
 };

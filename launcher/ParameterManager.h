@@ -25,56 +25,63 @@ ZOV_BEGIN_DECLARATIONS
 
 /** Indices of the options, in the order of the table. */
 enum {
-    QUILLON_PARAMETER_HELP,
-    QUILLON_PARAMETER_VERSION,
-    QUILLON_PARAMETER_VERBOSITY,
-    QUILLON_PARAMETER_CLASSPATH,
-    QUILLON_PARAMETER_WOLK_RESOURCE,
-    QUILLON_PARAMETER_WOLK_HOME,
-    QUILLON_PARAMETER_SERVER_PORT,
-    QUILLON_PARAMETER_SERVER_TIMEOUT,
-    QUILLON_PARAMETER_RESOLVE_LOOPBACK,
-    QUILLON_PARAMETER_JAVA_PROCESS,
-    QUILLON_PARAMETER_CONNECTION_TIMEOUT,
-    QUILLON_PARAMETER_COUNT
+    QUILLON_PARAMETER_HELP,               /**< -n_help, a flag */
+    QUILLON_PARAMETER_VERSION,            /**< -n_version, a flag */
+    QUILLON_PARAMETER_VERBOSITY,          /**< -n_verbosity, 0 to 3 */
+    QUILLON_PARAMETER_CLASSPATH,          /**< -n_classpath, required */
+    QUILLON_PARAMETER_WOLK_RESOURCE,      /**< -n_wolkresource, required */
+    QUILLON_PARAMETER_WOLK_HOME,          /**< -n_wolkhome */
+    QUILLON_PARAMETER_SERVER_PORT,        /**< -n_serverport */
+    QUILLON_PARAMETER_SERVER_TIMEOUT,     /**< -n_servertimeout, in milliseconds */
+    QUILLON_PARAMETER_RESOLVE_LOOPBACK,   /**< -n_resolvelo, a flag */
+    QUILLON_PARAMETER_JAVA_PROCESS,       /**< -n_jprocess, a flag without a meaning here */
+    QUILLON_PARAMETER_CONNECTION_TIMEOUT, /**< -n_connectiontimeout, in milliseconds */
+    QUILLON_PARAMETER_COUNT               /**< how many there are */
 };
 
 /** What an option takes. */
-enum { QUILLON_PARAMETER_KIND_FLAG, QUILLON_PARAMETER_KIND_STRING, QUILLON_PARAMETER_KIND_INTEGER };
+enum {
+    QUILLON_PARAMETER_KIND_FLAG,   /**< nothing */
+    QUILLON_PARAMETER_KIND_STRING, /**< a text, the next argument */
+    QUILLON_PARAMETER_KIND_INTEGER /**< a decimal number, the next argument */
+};
 
 /** A row of the option table. */
 struct QUILLONParameterDescription
 {
-    const char *name; /**< without the leading dash */
-    uint32_t kind;    /**< QUILLON_PARAMETER_KIND_... */
-    uint32_t reserved;
+    const char *name;        /**< without the leading dash */
+    uint32_t kind;           /**< QUILLON_PARAMETER_KIND_... */
+    uint32_t reserved;       /**< 0 */
     const char *description; /**< empty: the help has its own text */
-    ZOVBool required;
-    uint32_t enabled;
+    ZOVBool required;        /**< TRUE when a run fails without it */
+    uint32_t enabled;        /**< 1 */
 };
 typedef struct QUILLONParameterDescription QUILLONParameterDescription;
 
-/** The options, by index, and the names of their kinds for display. */
+/** The options, by index. */
 extern const struct QUILLONParameterDescription
     QUILLONParameterManager_g_parameterDesc[QUILLON_PARAMETER_COUNT];
+/** What stands for a value in a display, by kind: "", "<string>", "<integer>". */
 extern const char *const QUILLONParameterManager_g_parameterTypeDesc[3];
 
 /** The generator's arguments. When finished, length counts the terminating NUL too. */
 struct QUILLONJArgsBuffer
 {
-    uint32_t length;
-    char *text; /**< heap string of 16384 characters */
+    uint32_t length; /**< bytes of the text */
+    char *text;      /**< heap string of 16384 characters */
 };
 
+/** A command line that has been read. Visible for its size; use the operations. */
 struct QUILLONParameterManager
 {
     int32_t state; /**< 0x7344 once initialised, 0x7345 once finalised */
+    /** What was given, by the index of the option. */
     struct
     {
-        ZOVBool present;
+        ZOVBool present;   /**< TRUE when the option was given */
         const char *value; /**< borrowed from the argument vector */
     } slot[QUILLON_PARAMETER_COUNT];
-    struct QUILLONJArgsBuffer jArgs;
+    struct QUILLONJArgsBuffer jArgs; /**< what is to be sent */
 };
 typedef struct QUILLONParameterManager QUILLONParameterManager;
 

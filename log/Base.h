@@ -11,21 +11,19 @@
 #include <stdint.h>
 
 #ifdef __cplusplus
-#define ZOV_BEGIN_C_LINKAGE extern "C" {
-#define ZOV_END_C_LINKAGE }
+/** Up to ZOV_END_DECLARATIONS is C linkage, and what the shared library exports: nothing else is. */
+#define ZOV_BEGIN_DECLARATIONS _Pragma("GCC visibility push(default)") extern "C" {
+/** Ends what ZOV_BEGIN_DECLARATIONS began. */
+#define ZOV_END_DECLARATIONS } _Pragma("GCC visibility pop")
 #else
-#define ZOV_BEGIN_C_LINKAGE
-#define ZOV_END_C_LINKAGE
+#define ZOV_BEGIN_DECLARATIONS _Pragma("GCC visibility push(default)")
+#define ZOV_END_DECLARATIONS _Pragma("GCC visibility pop")
 #endif
-
-/** Around the declarations of a public header: what the shared library exports, and all of it. */
-#define ZOV_BEGIN_DECLARATIONS _Pragma("GCC visibility push(default)") ZOV_BEGIN_C_LINKAGE
-#define ZOV_END_DECLARATIONS ZOV_END_C_LINKAGE _Pragma("GCC visibility pop")
 
 /** TRUE (1) or FALSE (0), 32 bits wide so that its layout is the same in every record. */
 typedef int32_t ZOVBool;
-#define ZOV_TRUE 1
-#define ZOV_FALSE 0
+#define ZOV_TRUE 1  /**< what operations return; not 0 is what callers test for */
+#define ZOV_FALSE 0 /**< 0 */
 
 /** The function formats like printf: argument numbers of the format and of its first value. */
 #define ZOV_PRINTF(FORMAT, FIRST) __attribute__((format(printf, FORMAT, FIRST)))

@@ -44,20 +44,24 @@ typedef void (*ZOVLogOnMessageMethod)(const char *message);
 /** Takes the level of the message that follows: 1 exception, 2 warning, 4 local information. */
 typedef void (*ZOVLogSetLogLevelMethod)(int level);
 
-/** Bits of ZOVLog_printMask. The location bits count for ZOVLog_printLocationContextAndMsg. */
-#define ZOV_LOG_PRINT_CODE 0x1u
-#define ZOV_LOG_PRINT_TEXT 0x2u
-#define ZOV_LOG_PRINT_MODULE 0x4u
-#define ZOV_LOG_PRINT_METHOD 0x8u
-#define ZOV_LOG_PRINT_FILE 0x10u
-#define ZOV_LOG_PRINT_LINE 0x20u
+/* Bits of ZOVLog_printMask; those of places count for ZOVLog_printLocationContextAndMsg alone. */
+#define ZOV_LOG_PRINT_CODE 0x1u   /**< the code of the message, as in "ZOV0x2022001:" */
+#define ZOV_LOG_PRINT_TEXT 0x2u   /**< the text of the message */
+#define ZOV_LOG_PRINT_MODULE 0x4u /**< place: the module, as in "Mx02" */
+#define ZOV_LOG_PRINT_METHOD 0x8u /**< place: the operation */
+#define ZOV_LOG_PRINT_FILE 0x10u  /**< place: the source file */
+#define ZOV_LOG_PRINT_LINE 0x20u  /**< place: the line in it */
 
 /** What a line holds; at the start the text alone. */
 extern uint32_t ZOVLog_printMask;
-/** Where lines and debug texts go; both write to standard output at the start. Never null. */
+/** Where lines go: to standard output at the start. Never null. */
 extern ZOVLogOnMessageMethod ZOVLog_onMessage;
+/** Where debug texts go: to standard output at the start. Never null. */
 extern ZOVLogOnMessageMethod ZOVLog_onMessageDebug;
-/** Told the level just before each message of the library's modules; null at the start. */
+/**
+ * Told the level just before each message of the library's modules, of debug texts and the
+ * launcher's messages nothing; null at the start.
+ */
 extern ZOVLogSetLogLevelMethod ZOVLog_setLogLevel;
 
 /** The hook of the start: prints to standard output; does nothing for null. */
@@ -65,7 +69,7 @@ void ZOVLog_onMessageImpl(const char *message);
 
 /**
  * Prints one line: the context and a colon when there is a context, the code when the print mask
- * asks for it, and the text.
+ * asks for it, and the text. The arguments are those that the message's format asks for.
  *
  * A text that does not fit is cut, and the line "warning: string too long, truncated to 1024"
  * comes before it.
@@ -131,21 +135,21 @@ void ZOVLog_flush(void);
 /** Called after a failed precondition was reported; a place for a breakpoint. Returns -1. */
 int ZOVLog_onAssert(void);
 
-/**
- * The masks of a module and their three operations, declared by each module's Log.h.
- *
- * _getBitmaps stores both masks; a null pointer is left out. _setBitmaps replaces both masks.
- * _setVerbosity replaces the submodule mask too and selects levels: a negative verbosity none,
- * otherwise the low (verbosity + 1) bits, counted modulo 32, so that 31 selects none again.
- */
+/** The masks of a module and their three operations, declared by each module's Log.h. */
 #define ZOV_LOG_MODULE(MODULE)                                                                     \
+    /** Which parts of the module report: a bit for each of its submodules. */                     \
     extern uint32_t MODULE##_g_submoduleMask;                                                      \
+    /** Which levels are reported: 1 exception, 2 warning, 4 local information. */                 \
     extern uint32_t MODULE##_g_instrumentationMask;                                                \
+    /** Stores both masks; a null pointer is left out. */                                          \
     void MODULE##_getBitmaps(uint32_t *submoduleOut, uint32_t *instrumentationOut);                \
+    /** Replaces both masks. */                                                                    \
     void MODULE##_setBitmaps(uint32_t submodule, uint32_t instrumentation);                        \
+    /** Replaces the submodule mask, and selects levels: a negative verbosity none, else the low   \
+        (verbosity + 1) bits, counted modulo 32, so that 31 selects none again. */                 \
     void MODULE##_setVerbosity(uint32_t submodule, int32_t verbosity)
 
-/** The messages that all modules share. */
+/* The messages that all modules share. */
 #define MSG(INDEX, NAME, FORMAT) extern const struct ZOVLogMessage NAME;
 #include "log/Log_normal.msg"
 #undef MSG

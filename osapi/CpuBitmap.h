@@ -14,12 +14,14 @@
 
 ZOV_BEGIN_DECLARATIONS
 
+/** The words of a bitmap: room for 1024 CPUs. */
 #define ZOV_OSAPI_CPU_BITMAP_WORDS 32
 /** A thread may use all CPUs of the bitmap. */
 #define ZOV_OSAPI_CPU_ROTATION_NONE 0u
 /** A thread uses one CPU of the bitmap, chosen by the rotation index. */
 #define ZOV_OSAPI_CPU_ROTATION_ROUND_ROBIN 1u
 
+/** A set of CPUs, and how threads are spread over it. */
 struct ZOVOsapiCpuBitmap
 {
     uint32_t word[ZOV_OSAPI_CPU_BITMAP_WORDS]; /**< CPU n is bit n % 32 of word n / 32 */

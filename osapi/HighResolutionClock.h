@@ -10,28 +10,32 @@
 
 ZOV_BEGIN_DECLARATIONS
 
+/** Visible for its size; use the operations. */
 struct ZOVHighResolutionClock
 {
-    struct ZOVClock base;
-    struct ZOVSystemClock *systemClock;
+    struct ZOVClock base;               /**< its table of operations */
+    struct ZOVSystemClock *systemClock; /**< the clock that it asks; its own */
 };
 typedef struct ZOVHighResolutionClock ZOVHighResolutionClock;
 
 /**
  * Creates a clock.
  *
- * Errors: null with "!malloc %lu bytes\n" or "!create sys clock\n".
- * Ownership: the caller's.
+ * Errors: null with "!malloc %lu bytes\n" or "!create sys clock\n", behind the reason.
+ * Ownership: the caller's; ZOVHighResolutionClock_delete.
  */
 ZOV_MUST_USE struct ZOVClock *ZOVHighResolutionClock_new(void);
 /** Frees a clock; null is ignored. */
 void ZOVHighResolutionClock_delete(struct ZOVClock *clock);
 
-/** The system clock's operation of the same name, for each of these. */
+/** ZOVSystemClock_getTime. */
 ZOVBool ZOVHighResolutionClock_getTime(struct ZOVClock *clock, struct ZOVNtpTime *time);
+/** ZOVSystemClock_getResolution: FALSE, and nothing is written. */
 ZOVBool ZOVHighResolutionClock_getResolution(struct ZOVClock *clock, struct ZOVNtpTime *resolution);
+/** ZOVSystemClock_getRequiredCallPeriod. */
 ZOVBool ZOVHighResolutionClock_getRequiredCallPeriod(struct ZOVClock *clock,
                                                      struct ZOVNtpTime *period);
+/** ZOVSystemClock_reset: does nothing. Returns TRUE. */
 ZOVBool ZOVHighResolutionClock_reset(struct ZOVClock *clock);
 
 ZOV_END_DECLARATIONS

@@ -18,17 +18,19 @@
 
 ZOV_BEGIN_DECLARATIONS
 
+/** What an element of a list starts with. */
 struct ZOVOsapiInlineListNode
 {
-    struct ZOVOsapiInlineListNode *next;
-    struct ZOVOsapiInlineListNode *previous;
+    struct ZOVOsapiInlineListNode *next;     /**< null in the last node */
+    struct ZOVOsapiInlineListNode *previous; /**< null in the first node */
 };
 typedef struct ZOVOsapiInlineListNode ZOVOsapiInlineListNode;
 
+/** A list; all zero is an empty one. */
 struct ZOVOsapiInlineList
 {
-    struct ZOVOsapiInlineListNode *first;
-    struct ZOVOsapiInlineListNode *last;
+    struct ZOVOsapiInlineListNode *first; /**< null in an empty list */
+    struct ZOVOsapiInlineListNode *last;  /**< null in an empty list */
 };
 typedef struct ZOVOsapiInlineList ZOVOsapiInlineList;
 

@@ -29,18 +29,21 @@ ZOV_BEGIN_DECLARATIONS
 #define ZOV_OSAPI_SEMAPHORE_KIND_COUNTING 0x02020009u
 /** The platform's mutex. */
 #define ZOV_OSAPI_SEMAPHORE_KIND_MUTEX 0x0202000Au
-/** Taken when it is given after the take began; one give wakes everybody who waits. */
+/**
+ * Taken when it is given after the take began. One give serves everybody who waits with a limit;
+ * whoever waits without one takes it away from those who come after him.
+ */
 #define ZOV_OSAPI_SEMAPHORE_KIND_SIGNAL 0x0202000Bu
 
-#define ZOV_OSAPI_SEMAPHORE_STATUS_OK 0x020200F8u
-#define ZOV_OSAPI_SEMAPHORE_STATUS_TIMEOUT 0x020200F9u
-#define ZOV_OSAPI_SEMAPHORE_STATUS_ERROR 0x020200FFu
+#define ZOV_OSAPI_SEMAPHORE_STATUS_OK 0x020200F8u      /**< done */
+#define ZOV_OSAPI_SEMAPHORE_STATUS_TIMEOUT 0x020200F9u /**< not given in time */
+#define ZOV_OSAPI_SEMAPHORE_STATUS_ERROR 0x020200FFu   /**< failed; for all but null reported */
 
 /** Visible for its size; use the operations. */
 struct ZOVOsapiSemaphore
 {
-    uint32_t kind;
-    pthread_mutex_t mutex;
+    uint32_t kind;            /**< ZOV_OSAPI_SEMAPHORE_KIND_... */
+    pthread_mutex_t mutex;    /**< the mutex kind itself; of the others what guards the count */
     pthread_cond_t condition; /**< not in use for the mutex kind */
     uint32_t count;           /**< under the mutex */
 };
@@ -55,13 +58,14 @@ struct ZOVOsapiSemaphoreProperty
 typedef struct ZOVOsapiSemaphoreProperty ZOVOsapiSemaphoreProperty;
 
 /**
- * Creates a semaphore of a kind.
+ * Creates a semaphore.
  *
+ * @param kind ZOV_OSAPI_SEMAPHORE_KIND_..., which is not checked.
  * @param attributes null means a count of 0.
  *
  * Errors: null, with the heap's report or an OS failure of the pthread function. A record whose
  * pthread parts could not be made is not released.
- * Ownership: the caller's.
+ * Ownership: the caller's; ZOVOsapiSemaphore_delete.
  */
 ZOV_MUST_USE struct ZOVOsapiSemaphore *
 ZOVOsapiSemaphore_new(uint32_t kind, const struct ZOVOsapiSemaphoreProperty *attributes);
@@ -89,7 +93,7 @@ uint32_t ZOVOsapiSemaphore_take(struct ZOVOsapiSemaphore *semaphore,
                                 const struct ZOVNtpTime *timeout);
 
 /**
- * Gives a semaphore.
+ * Gives a semaphore; never waits, but for the mutex that guards its count.
  *
  * @return ZOV_OSAPI_SEMAPHORE_STATUS_OK.
  *

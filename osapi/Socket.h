@@ -24,33 +24,33 @@
 
 ZOV_BEGIN_DECLARATIONS
 
-/** Kinds for ZOVOsapiSocket_create; 2 and 3 mean the same as 0 and 1. */
-#define ZOV_OSAPI_SOCKET_KIND_DATAGRAM 0
-#define ZOV_OSAPI_SOCKET_KIND_STREAM 1
-#define ZOV_OSAPI_SOCKET_KIND_DATAGRAM6 16
-#define ZOV_OSAPI_SOCKET_KIND_STREAM6 17
+/* Kinds for ZOVOsapiSocket_create; 2 and 3 mean the same as 0 and 1. */
+#define ZOV_OSAPI_SOCKET_KIND_DATAGRAM 0   /**< UDP over IPv4 */
+#define ZOV_OSAPI_SOCKET_KIND_STREAM 1     /**< TCP over IPv4 */
+#define ZOV_OSAPI_SOCKET_KIND_DATAGRAM6 16 /**< UDP over IPv6 */
+#define ZOV_OSAPI_SOCKET_KIND_STREAM6 17   /**< TCP over IPv6 */
 
-/** Address families of the option maps and of ZOVOsapiSocket_addressFamilyFromKind. */
-#define ZOV_OSAPI_SOCKET_FAMILY_IPV4 1
-#define ZOV_OSAPI_SOCKET_FAMILY_IPV6 2
+/* Address families of the option maps and of ZOVOsapiSocket_addressFamilyFromKind. */
+#define ZOV_OSAPI_SOCKET_FAMILY_IPV4 1 /**< AF_INET */
+#define ZOV_OSAPI_SOCKET_FAMILY_IPV6 2 /**< AF_INET6 */
 
-/** Portable option bits; one bit a call. */
-#define ZOV_OSAPI_SOCKET_OPTION_REUSE_ADDRESS 0x1u
-#define ZOV_OSAPI_SOCKET_OPTION_SEND_BUFFER 0x2u
-#define ZOV_OSAPI_SOCKET_OPTION_RECEIVE_BUFFER 0x4u
-#define ZOV_OSAPI_SOCKET_OPTION_DROP_MEMBERSHIP 0x8u
-#define ZOV_OSAPI_SOCKET_OPTION_ADD_MEMBERSHIP 0x10u
-#define ZOV_OSAPI_SOCKET_OPTION_MULTICAST_TTL 0x20u
-#define ZOV_OSAPI_SOCKET_OPTION_MULTICAST_INTERFACE 0x40u
-#define ZOV_OSAPI_SOCKET_OPTION_MULTICAST_LOOP 0x80u
-#define ZOV_OSAPI_SOCKET_OPTION_BLOCKING 0x100u
-#define ZOV_OSAPI_SOCKET_OPTION_NO_DELAY 0x200u
-#define ZOV_OSAPI_SOCKET_OPTION_BROADCAST 0x400u
-#define ZOV_OSAPI_SOCKET_OPTION_LINGER 0x800u
-#define ZOV_OSAPI_SOCKET_OPTION_TYPE_OF_SERVICE 0x1000u
-#define ZOV_OSAPI_SOCKET_OPTION_IPV6_ONLY 0x2000u
-#define ZOV_OSAPI_SOCKET_OPTION_NO_CHECK 0x4000u
-#define ZOV_OSAPI_SOCKET_OPTION_EXCLUSIVE_ADDRESS 0x8000u
+/* Portable option bits, one a call, and what their values are; ints unless said otherwise. */
+#define ZOV_OSAPI_SOCKET_OPTION_REUSE_ADDRESS 0x1u   /**< 1: bind to an address that lingers */
+#define ZOV_OSAPI_SOCKET_OPTION_SEND_BUFFER 0x2u     /**< bytes; the platform may double them */
+#define ZOV_OSAPI_SOCKET_OPTION_RECEIVE_BUFFER 0x4u  /**< bytes; the platform may double them */
+#define ZOV_OSAPI_SOCKET_OPTION_DROP_MEMBERSHIP 0x8u /**< ip_mreq or ipv6_mreq; write only */
+#define ZOV_OSAPI_SOCKET_OPTION_ADD_MEMBERSHIP 0x10u /**< ip_mreq or ipv6_mreq; write only */
+#define ZOV_OSAPI_SOCKET_OPTION_MULTICAST_TTL 0x20u  /**< hops */
+#define ZOV_OSAPI_SOCKET_OPTION_MULTICAST_INTERFACE 0x40u /**< in_addr; for IPv6 an index */
+#define ZOV_OSAPI_SOCKET_OPTION_MULTICAST_LOOP 0x80u      /**< 1: groups of this host hear it too */
+#define ZOV_OSAPI_SOCKET_OPTION_BLOCKING 0x100u  /**< 1: calls wait; 0: they return at once */
+#define ZOV_OSAPI_SOCKET_OPTION_NO_DELAY 0x200u  /**< 1: send small pieces at once */
+#define ZOV_OSAPI_SOCKET_OPTION_BROADCAST 0x400u /**< 1: broadcasts may be sent */
+#define ZOV_OSAPI_SOCKET_OPTION_LINGER 0x800u    /**< struct linger, for closing */
+#define ZOV_OSAPI_SOCKET_OPTION_TYPE_OF_SERVICE 0x1000u   /**< the byte in the IP header */
+#define ZOV_OSAPI_SOCKET_OPTION_IPV6_ONLY 0x2000u         /**< 1: no IPv4; for IPv6 alone */
+#define ZOV_OSAPI_SOCKET_OPTION_NO_CHECK 0x4000u          /**< 1: no UDP checksums */
+#define ZOV_OSAPI_SOCKET_OPTION_EXCLUSIVE_ADDRESS 0x8000u /**< not on this platform */
 
 /** Result for the option that the platform does not have. */
 #define ZOV_OSAPI_SOCKET_UNSUPPORTED (-1004)
@@ -110,7 +110,8 @@ int32_t ZOVOsapiSocket_bind(int32_t socket, struct sockaddr_in *address, int32_t
  * Reads an option, mapped for IPv4. For the blocking mode the value is an int32_t: 1 or 0.
  *
  * @param length bytes at value before the call, bytes written after it.
- * @return 0, or as ZOVOsapiSocket46_setOption with "getsockopt" in the place of "setsockopt".
+ * @return 0, or what ZOVOsapiSocket46_setOption returns and reports, with "getsockopt" in the place
+ * of "setsockopt". The value is then as it was.
  *
  * errno is 0 after a success, whatever it was before.
  */
@@ -119,9 +120,11 @@ int32_t ZOVOsapiSocket_getOption(int32_t socket, uint32_t option, void *value, i
 /**
  * Sets an option, mapped for a family. For the blocking mode the value is an int32_t.
  *
- * @return 0, or -1 with "!precondition\n" for a bit that the family does not have, -1 with an OS
- * failure of "setsockopt", or ZOV_OSAPI_SOCKET_UNSUPPORTED with the warning "!Exclusive address use
- * not supported\n" for that bit.
+ * @param length bytes at value.
+ * @param family ZOV_OSAPI_SOCKET_FAMILY_....
+ * @return 0, or -1 with "!precondition\n" for a bit that the family does not have and for a
+ * blocking mode without its value, -1 with an OS failure of "setsockopt" or "fcntl", or
+ * ZOV_OSAPI_SOCKET_UNSUPPORTED with the warning "!Exclusive address use not supported\n".
  */
 int32_t ZOVOsapiSocket46_setOption(int32_t socket, uint32_t option, const void *value,
                                    int32_t length, int32_t family);
@@ -132,17 +135,22 @@ int32_t ZOVOsapiSocket_setOption(int32_t socket, uint32_t option, const void *va
 /**
  * Makes calls on the socket wait (1) or return at once (0).
  *
+ * @return 0.
+ *
  * Errors: -1 with "!precondition\n" for another value, or with an OS failure of "fcntl".
  */
 int32_t ZOVOsapiSocket_setBlocking(int32_t socket, int32_t value);
 
-/** The platform's ioctl, passed straight through. */
+/** The platform's ioctl, passed straight through: -1 with errno set, and nothing reported. */
 int32_t ZOVOsapiSocket_ioctl(int32_t socket, unsigned long request, void *argument);
 
 /**
  * Sends once. A null address sends to the peer of a connected socket.
  *
- * @return the bytes sent, or -1. A short or failed send is a warning.
+ * @return the bytes sent, or -1.
+ *
+ * Errors: a failed or short send is a warning, an OS failure of "sendto"; after a short one errno
+ * tells nothing.
  */
 int32_t ZOVOsapiSocket_sendTo(int32_t socket, const void *data, uint32_t length,
                               const struct sockaddr *address, uint32_t addressLength);
@@ -180,6 +188,8 @@ void ZOVOsapiSocketGatherBuffer_finalize(struct ZOVOsapiSocketGatherBuffer *buff
 
 /**
  * Joins an IPv6 multicast group on an interface (by index, 0 means any).
+ *
+ * @return 0.
  *
  * Errors: -1 with "!bad address family\n" for another family, or as ZOVOsapiSocket46_setOption.
  */

@@ -88,7 +88,7 @@ char *ZOVOsapiUtility_strncat(char *destination, size_t capacity, const char *so
 char *ZOVOsapiUtility_strToken(char *string, const char *delimiters, char **savePointer)
     ZOV_NONNULL(2, 3);
 
-/** Removes blanks (space, \t, \n, \v, \f, \r) from both ends, in place. Returns the text. */
+/** Removes blanks (a space, and bytes 9 to 13) from both ends, in place. Returns the text. */
 char *ZOVOsapiUtility_strTrim(char *text) ZOV_NONNULL();
 
 /**

@@ -31,15 +31,18 @@ ZOV_BEGIN_DECLARATIONS
 /** The thread can be cancelled at any point. */
 #define ZOV_OSAPI_THREAD_OPTION_CANCEL_ASYNCHRONOUS 0x20u
 
-/** The smallest stack that a stack size is raised to, and what it is rounded up to, in bytes. */
+/** What a smaller stack size is raised to, in bytes. */
 #define ZOV_OSAPI_THREAD_STACK_SIZE_MIN 16384
+/** What a stack size is rounded up to a multiple of, in bytes. */
 #define ZOV_OSAPI_THREAD_STACK_SIZE_UNIT 4096
 
+/** What a thread runs; nobody reads its result. */
 typedef void *(*ZOVOsapiThreadFunction)(void *argument);
 
+/** A thread, by the platform's handle. */
 struct ZOVOsapiThread
 {
-    pthread_t handle;
+    pthread_t handle; /**< of a detached thread: not to be joined */
 };
 typedef struct ZOVOsapiThread ZOVOsapiThread;
 
@@ -47,31 +50,31 @@ typedef struct ZOVOsapiThread ZOVOsapiThread;
 struct ZOVOsapiThreadChild
 {
     struct ZOVOsapiSemaphore *start; /**< given when the creator is done */
-    uint32_t options;
-    int32_t priority;
-    ZOVOsapiThreadFunction function;
-    void *argument;
-    char name[16]; /**< as much of it as the platform shows; empty for none */
+    uint32_t options;                /**< ZOV_OSAPI_THREAD_OPTION_... */
+    int32_t priority;                /**< what was asked for */
+    ZOVOsapiThreadFunction function; /**< what it runs */
+    void *argument;                  /**< the function's */
+    char name[16];                   /**< as much of it as the platform shows; empty for none */
 };
 typedef struct ZOVOsapiThreadChild ZOVOsapiThreadChild;
 
 /** A thread whose end can be awaited. */
 struct ZOVOsapiJoinableThread
 {
-    struct ZOVOsapiThread *thread;
-    struct ZOVOsapiSemaphore *exit; /**< given when the function has returned */
-    ZOVOsapiThreadFunction function;
-    void *argument;
+    struct ZOVOsapiThread *thread;   /**< null once finalised */
+    struct ZOVOsapiSemaphore *exit;  /**< given when the function has returned */
+    ZOVOsapiThreadFunction function; /**< what it runs; null ends at once */
+    void *argument;                  /**< the function's */
 };
 typedef struct ZOVOsapiJoinableThread ZOVOsapiJoinableThread;
 
 /** Priority bounds; ZOV_OSAPI_THREAD_PRIORITY_DEFAULT where unknown. */
 struct ZovOsapiThread_Info
 {
-    int32_t valid;
-    int32_t second;
+    int32_t valid;   /**< TRUE */
+    int32_t second;  /**< 0 */
     int32_t prio[4]; /**< maximum and minimum of the current policy, then of the default one */
-    int32_t zero[2];
+    int32_t zero[2]; /**< 0 */
 };
 typedef struct ZovOsapiThread_Info ZovOsapiThread_Info;
 
@@ -89,7 +92,8 @@ typedef struct ZovOsapiThread_Info ZovOsapiThread_Info;
  * reported, and the thread is started without it. With the realtime option it does not start
  * without a priority, or without the privilege for one.
  *
- * Errors: null, with what failed reported, then "!create child\n" and "!create initialize\n".
+ * Errors: null, with the heap's report, or with what failed, "!create child\n" and "!create
+ * initialize\n".
  * Ownership: the caller's; deleting the record does not stop the thread.
  */
 ZOV_MUST_USE struct ZOVOsapiThread *ZOVOsapiThread_new(const char *name, int32_t priority,
@@ -107,12 +111,12 @@ ZOV_MUST_USE struct ZOVOsapiThread *
 ZOVOsapiThread_newWithStack(const char *name, int32_t priority, uint32_t options, void *stack,
                             int32_t stackSize, const struct ZOVOsapiCpuBitmap *cpuBitmap,
                             ZOVOsapiThreadFunction function, void *argument);
-/** ZOVOsapiThread_new in place. FALSE on failure, and the record is not to be used. */
+/** ZOVOsapiThread_new in place. FALSE with "!create child\n"; the record is not to be used then. */
 ZOVBool ZOVOsapiThread_initialize(struct ZOVOsapiThread *thread, const char *name, int32_t priority,
                                   uint32_t options, int32_t stackSize,
                                   const struct ZOVOsapiCpuBitmap *cpuBitmap,
                                   ZOVOsapiThreadFunction function, void *argument);
-/** ZOVOsapiThread_newWithStack in place. */
+/** ZOVOsapiThread_newWithStack in place; errors as with ZOVOsapiThread_initialize. */
 ZOVBool ZOVOsapiThread_initializeWithStack(struct ZOVOsapiThread *thread, const char *name,
                                            int32_t priority, uint32_t options, void *stack,
                                            int32_t stackSize,
@@ -126,14 +130,19 @@ void ZOVOsapiThread_delete(struct ZOVOsapiThread *thread);
 /**
  * Starts a thread whose end can be awaited; arguments as for ZOVOsapiThread_new.
  *
- * Errors: null, reported.
- * Ownership: the caller's.
+ * Errors: null with the reason and "!create init failure\n", or with "!malloc %lu bytes\n".
+ * Ownership: the caller's; ZOVOsapiJoinableThread_delete.
  */
 ZOV_MUST_USE struct ZOVOsapiJoinableThread *
 ZOVOsapiJoinableThread_new(const char *name, int32_t priority, uint32_t options, int32_t stackSize,
                            const struct ZOVOsapiCpuBitmap *cpuBitmap,
                            ZOVOsapiThreadFunction function, void *argument);
-/** Waits for the function to return; "!take mutex\n" when it cannot wait. */
+/**
+ * Waits for the function to return, and frees what the record holds. The second time it does
+ * nothing.
+ *
+ * Errors: "!take mutex\n" when it cannot wait; it goes on without.
+ */
 void ZOVOsapiJoinableThread_finalize(struct ZOVOsapiJoinableThread *thread) ZOV_NONNULL();
 /** Finalises and frees the record; null is ignored. */
 void ZOVOsapiJoinableThread_delete(struct ZOVOsapiJoinableThread *thread);
@@ -152,13 +161,18 @@ ZOV_MUST_USE struct ZOVOsapiThread *ZOVOsapiThread_getCurrentThread(void);
 void *ZOVOsapiThread_createTssFactory(void);
 /** Does nothing. */
 void ZOVOsapiThread_deleteTssFactory(void *factory);
-/** Makes a key under which every thread has a value of its own, null at first. */
+/**
+ * Makes a key under which every thread has a value of its own, null at first. The factory is not
+ * looked at.
+ *
+ * Errors: FALSE, unreported, when the platform has no more keys.
+ */
 ZOVBool ZOVOsapiThread_createKey(pthread_key_t *keyOut, void *factory);
-/** Deletes a key; the values are not touched. */
+/** Deletes a key; the values are not touched. FALSE, unreported, for what is no key. */
 ZOVBool ZOVOsapiThread_deleteKey(void *factory, pthread_key_t key);
-/** Sets the calling thread's value. */
+/** Sets the calling thread's value. FALSE, unreported, for want of memory or for no key. */
 ZOVBool ZOVOsapiThread_setTss(pthread_key_t key, const void *value);
-/** The calling thread's value. */
+/** The calling thread's value; null when it set none. */
 void *ZOVOsapiThread_getTss(pthread_key_t key);
 
 /** TRUE: threads can run on supplied stacks. */

@@ -20,6 +20,7 @@
 
 ZOV_BEGIN_DECLARATIONS
 
+/** A time, or a span of it. */
 struct ZOVNtpTime
 {
     int32_t sec;   /**< seconds; 0x7FFFFFFF means infinite */
@@ -27,16 +28,19 @@ struct ZOVNtpTime
 };
 typedef struct ZOVNtpTime ZOVNtpTime;
 
-#define ZOV_NTP_TIME_SEC_MAX 0x7FFFFFFF
-#define ZOV_NTP_TIME_FRAC_MAX 0xFFFFFFFFu
+#define ZOV_NTP_TIME_SEC_MAX 0x7FFFFFFF   /**< seconds of an infinite time */
+#define ZOV_NTP_TIME_FRAC_MAX 0xFFFFFFFFu /**< fraction of an infinite time */
 
 /** What every clock object starts with. The operations return TRUE when they wrote the time. */
 struct ZOVClock
 {
+    /** The time now. */
     ZOVBool (*getTime)(struct ZOVClock *clock, struct ZOVNtpTime *time);
+    /** The least difference between two readings. */
     ZOVBool (*getResolution)(struct ZOVClock *clock, struct ZOVNtpTime *resolution);
     /** How often the clock must be read to stay right. */
     ZOVBool (*getRequiredCallPeriod)(struct ZOVClock *clock, struct ZOVNtpTime *period);
+    /** Starts the clock anew. */
     ZOVBool (*reset)(struct ZOVClock *clock);
 };
 typedef struct ZOVClock ZOVClock;

@@ -12,11 +12,15 @@
 
 ZOV_BEGIN_DECLARATIONS
 
-/** Between the host's byte order and the network's, which is the big-endian one. */
+/** 32 bits from the host's byte order to the network's, which is the big-endian one. */
 uint32_t ZOVOsapiUtility_htonl(uint32_t value);
+/** 32 bits from the network's byte order to the host's. */
 uint32_t ZOVOsapiUtility_ntohl(uint32_t value);
+/** 16 bits from the host's byte order to the network's. */
 uint16_t ZOVOsapiUtility_htons(uint16_t value);
+/** 16 bits from the network's byte order to the host's. */
 uint16_t ZOVOsapiUtility_ntohs(uint16_t value);
+/** TRUE when the host stores the low byte of a number first. */
 ZOVBool ZOVOsapiUtility_isNativeLittleEndian(void);
 /** Copies a number of `length` bytes to network byte order. The two must not overlap. */
 void ZOVOsapiUtility_hostToNetworkByteOrder(void *destination, const void *source, size_t length)
@@ -35,10 +39,13 @@ uint32_t ZOVOsapiUtility_pow2(int32_t n);
  */
 int32_t ZOVOsapiUtility_log2(uint32_t value, ZOVBool wantFloor);
 
+/** Whether a value is not a number. */
 ZOVBool ZOVOsapiUtility_isnan(double value);
+/** The same for a float. */
 ZOVBool ZOVOsapiUtility_isnanf(float value);
-/** TRUE for both infinities. */
+/** Whether a value is infinite, of either sign. */
 ZOVBool ZOVOsapiUtility_isinf(double value);
+/** The same for a float. */
 ZOVBool ZOVOsapiUtility_isinff(float value);
 
 /** Seeds the random generator, which is the platform's random(). */

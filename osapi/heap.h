@@ -30,13 +30,13 @@
 
 ZOV_BEGIN_DECLARATIONS
 
-/** Kinds of blocks; read as bytes, most significant first, they spell WLKA to WLKF. */
-#define ZOV_OSAPI_HEAP_KIND_STRUCTURE 0x574C4B41u
-#define ZOV_OSAPI_HEAP_KIND_STRING 0x574C4B42u
-#define ZOV_OSAPI_HEAP_KIND_ARRAY 0x574C4B43u
-#define ZOV_OSAPI_HEAP_KIND_BUFFER 0x574C4B44u
-#define ZOV_OSAPI_HEAP_KIND_BUFFER_ALIGNED 0x574C4B45u
-#define ZOV_OSAPI_HEAP_KIND_MALLOC 0x574C4B46u
+/* Kinds of blocks; read as bytes, most significant first, they spell WLKA to WLKF. */
+#define ZOV_OSAPI_HEAP_KIND_STRUCTURE 0x574C4B41u      /**< a record */
+#define ZOV_OSAPI_HEAP_KIND_STRING 0x574C4B42u         /**< characters and a terminator */
+#define ZOV_OSAPI_HEAP_KIND_ARRAY 0x574C4B43u          /**< elements of one type */
+#define ZOV_OSAPI_HEAP_KIND_BUFFER 0x574C4B44u         /**< bytes */
+#define ZOV_OSAPI_HEAP_KIND_BUFFER_ALIGNED 0x574C4B45u /**< bytes at a multiple of an alignment */
+#define ZOV_OSAPI_HEAP_KIND_MALLOC 0x574C4B46u         /**< of the untyped operations */
 /** What a header holds once its block is freed. */
 #define ZOV_OSAPI_HEAP_KIND_FREED 0x7B9B9B9Bu
 
@@ -49,37 +49,37 @@ struct ZOVOsapiHeapStringRef;
 struct ZOVOsapiHeapContext
 {
     uint32_t poolAllocation; /**< non-zero while a buffer pool allocates */
-    int32_t poolBufferCount;
-    int32_t poolBufferSize;
-    const char *topic;    /**< the caller's, or null */
-    const char *activity; /**< the caller's, or null */
+    int32_t poolBufferCount; /**< buffers that the pool will have */
+    int32_t poolBufferSize;  /**< the size of each in bytes */
+    const char *topic;       /**< the caller's, or null */
+    const char *activity;    /**< the caller's, or null */
 };
 typedef struct ZOVOsapiHeapContext ZOVOsapiHeapContext;
 
 /** The record of a live block under monitoring. */
 struct ZOVOsapiHeapBlockInfo
 {
-    struct ZOVOsapiInlineListNode node;
-    uint64_t size; /**< bytes that were asked for */
-    uint64_t blockId;
-    struct ZOVNtpTime time;
-    const char *operation; /**< a constant */
-    const char *typeName;  /**< a constant */
-    struct ZOVOsapiHeapStringRef *topic;
-    struct ZOVOsapiHeapStringRef *activity;
-    struct ZOVOsapiHeapContext context; /**< without topic and activity */
+    struct ZOVOsapiInlineListNode node;     /**< its place among the live blocks */
+    uint64_t size;                          /**< bytes that were asked for */
+    uint64_t blockId;                       /**< counted from 1 */
+    struct ZOVNtpTime time;                 /**< when it was allocated */
+    const char *operation;                  /**< a constant */
+    const char *typeName;                   /**< a constant */
+    struct ZOVOsapiHeapStringRef *topic;    /**< the thread's topic then, or null */
+    struct ZOVOsapiHeapStringRef *activity; /**< the thread's activity then, or null */
+    struct ZOVOsapiHeapContext context;     /**< without topic and activity */
 };
 typedef struct ZOVOsapiHeapBlockInfo ZOVOsapiHeapBlockInfo;
 
 /** Statistics of monitoring; bytes are those asked for. */
 struct ZOVOsapiHeapStat
 {
-    int64_t current;
-    int64_t high;
-    int64_t low;
-    int64_t allocCount;
-    int64_t freeCount; /**< a reallocation counts as a free of the old block */
-    int64_t nextBlockId;
+    int64_t current;     /**< in live blocks */
+    int64_t high;        /**< the most of it */
+    int64_t low;         /**< the least of it */
+    int64_t allocCount;  /**< blocks that were recorded */
+    int64_t freeCount;   /**< a reallocation counts as a free of the old block */
+    int64_t nextBlockId; /**< what the next block gets */
 };
 typedef struct ZOVOsapiHeapStat ZOVOsapiHeapStat;
 
@@ -88,6 +88,7 @@ typedef const char *(*ZOVOsapiHeapGetActivityFunction)(void *unused);
 
 /** TRUE while monitoring is on. */
 extern ZOVBool ZOVOsapiHeap_g_isMonitoringEnabled;
+/** The activity callback; null at the start. Set by ZOVOsapiHeap_registerGetActivityFcn. */
 extern ZOVOsapiHeapGetActivityFunction ZOVOsapiHeap_g_getActivityFcn;
 /** Fresh allocations less frees that released memory. */
 extern int64_t ZOVOsapiHeap_g_allocCount;
@@ -105,6 +106,8 @@ extern int32_t GLOBAL_MALLOC_ALIGNMENT;
  * @param isReallocation TRUE keeps the old contents; a new tail is not cleared.
  * @param forceHeader TRUE gives the block a header; an explicit alignment needs one.
  * @param operationName context of what is reported; not copied.
+ * @param kind ZOV_OSAPI_HEAP_KIND_..., which the free must name too.
+ * @param typeName for the record; not copied.
  *
  * Errors: null; the caller's pointer and an old block are as before. Reported as exceptions: "NULL
  * pointer passed as output parameter.", an alignment without a header, a reallocation of another
@@ -118,7 +121,9 @@ void *ZOVOsapiHeap_reallocateMemoryInternal(void **pp, uint64_t size, int32_t al
                                             const char *typeName);
 
 /**
- * The operation under all frees.
+ * The operation under all frees. Null is ignored.
+ *
+ * @param hasHeader TRUE for a block that has one also without monitoring: an aligned one.
  *
  * Errors: a header of another kind is reported as an exception that names both operations, and
  * nothing is freed. Under monitoring a second free is noticed in this way too, for the blocks that
@@ -143,6 +148,7 @@ static inline uint64_t ZOVOsapiHeap_stringSize(uint64_t length)
     return length == UINT64_MAX ? length : length + 1;
 }
 
+/** ZOVOsapiHeap_reallocateMemoryInternal with a pointer to a pointer of any type. */
 #define ZOV_OSAPI_HEAP_ALLOCATE(PP, SIZE, ALIGNMENT, REALLOCATE, HEADER, OPERATION, KIND, TYPE)    \
     ZOVOsapiHeap_reallocateMemoryInternal((void **)(PP), (SIZE), (ALIGNMENT), (REALLOCATE),        \
                                           (HEADER), (OPERATION), (KIND), (TYPE))
@@ -152,6 +158,7 @@ static inline uint64_t ZOVOsapiHeap_stringSize(uint64_t length)
     ZOV_OSAPI_HEAP_ALLOCATE(PP, sizeof(TYPE), ZOV_OSAPI_HEAP_DEFAULT_ALIGNMENT, ZOV_FALSE,         \
                             ZOV_FALSE, "ZOVOsapiHeap_allocateStructure",                           \
                             ZOV_OSAPI_HEAP_KIND_STRUCTURE, #TYPE)
+/** Frees a record of ZOVOsapiHeap_allocateStructure. */
 #define ZOVOsapiHeap_freeStructure(POINTER)                                                        \
     ZOVOsapiHeap_freeMemoryInternal((POINTER), ZOV_FALSE, "ZOVOsapiHeap_freeStructure",            \
                                     ZOV_OSAPI_HEAP_KIND_STRUCTURE)
@@ -161,11 +168,12 @@ static inline uint64_t ZOVOsapiHeap_stringSize(uint64_t length)
     ZOV_OSAPI_HEAP_ALLOCATE(PP, ZOVOsapiHeap_stringSize(LENGTH), ZOV_OSAPI_HEAP_DEFAULT_ALIGNMENT, \
                             ZOV_FALSE, ZOV_FALSE, "ZOVOsapiHeap_allocateString",                   \
                             ZOV_OSAPI_HEAP_KIND_STRING, "char")
-/** The same that keeps the beginning of the old string. */
+/** void *ZOVOsapiHeap_reallocateString(pp, length): the same, with the old beginning kept. */
 #define ZOVOsapiHeap_reallocateString(PP, LENGTH)                                                  \
     ZOV_OSAPI_HEAP_ALLOCATE(PP, ZOVOsapiHeap_stringSize(LENGTH), ZOV_OSAPI_HEAP_DEFAULT_ALIGNMENT, \
                             ZOV_TRUE, ZOV_FALSE, "ZOVOsapiHeap_reallocateString",                  \
                             ZOV_OSAPI_HEAP_KIND_STRING, "char")
+/** Frees a string of ZOVOsapiHeap_allocateString. */
 #define ZOVOsapiHeap_freeString(POINTER)                                                           \
     ZOVOsapiHeap_freeMemoryInternal((POINTER), ZOV_FALSE, "ZOVOsapiHeap_freeString",               \
                                     ZOV_OSAPI_HEAP_KIND_STRING)
@@ -175,11 +183,12 @@ static inline uint64_t ZOVOsapiHeap_stringSize(uint64_t length)
     ZOV_OSAPI_HEAP_ALLOCATE(PP, ZOVOsapiHeap_productSize((COUNT), sizeof(TYPE)),                   \
                             ZOV_OSAPI_HEAP_DEFAULT_ALIGNMENT, ZOV_FALSE, ZOV_FALSE,                \
                             "ZOVOsapiHeap_allocateArray", ZOV_OSAPI_HEAP_KIND_ARRAY, #TYPE)
-/** The same that keeps the first elements of the old array. */
+/** void *ZOVOsapiHeap_reallocateArray(pp, count, type): the same, with the first elements kept. */
 #define ZOVOsapiHeap_reallocateArray(PP, COUNT, TYPE)                                              \
     ZOV_OSAPI_HEAP_ALLOCATE(PP, ZOVOsapiHeap_productSize((COUNT), sizeof(TYPE)),                   \
                             ZOV_OSAPI_HEAP_DEFAULT_ALIGNMENT, ZOV_TRUE, ZOV_FALSE,                 \
                             "ZOVOsapiHeap_reallocateArray", ZOV_OSAPI_HEAP_KIND_ARRAY, #TYPE)
+/** Frees an array of ZOVOsapiHeap_allocateArray. */
 #define ZOVOsapiHeap_freeArray(POINTER)                                                            \
     ZOVOsapiHeap_freeMemoryInternal((POINTER), ZOV_FALSE, "ZOVOsapiHeap_freeArray",                \
                                     ZOV_OSAPI_HEAP_KIND_ARRAY)
@@ -189,6 +198,7 @@ static inline uint64_t ZOVOsapiHeap_stringSize(uint64_t length)
     ZOV_OSAPI_HEAP_ALLOCATE(PP, (SIZE), ZOV_OSAPI_HEAP_DEFAULT_ALIGNMENT, ZOV_FALSE, ZOV_FALSE,    \
                             "ZOVOsapiHeap_allocateBuffer", ZOV_OSAPI_HEAP_KIND_BUFFER,             \
                             "unsigned char")
+/** Frees a buffer of ZOVOsapiHeap_allocateBuffer. */
 #define ZOVOsapiHeap_freeBuffer(POINTER)                                                           \
     ZOVOsapiHeap_freeMemoryInternal((POINTER), ZOV_FALSE, "ZOVOsapiHeap_freeBuffer",               \
                                     ZOV_OSAPI_HEAP_KIND_BUFFER)
@@ -198,6 +208,7 @@ static inline uint64_t ZOVOsapiHeap_stringSize(uint64_t length)
     ZOV_OSAPI_HEAP_ALLOCATE(PP, (SIZE), (ALIGNMENT), ZOV_FALSE, ZOV_TRUE,                          \
                             "ZOVOsapiHeap_allocateBufferAligned",                                  \
                             ZOV_OSAPI_HEAP_KIND_BUFFER_ALIGNED, "unsigned char")
+/** Frees a buffer of ZOVOsapiHeap_allocateBufferAligned. */
 #define ZOVOsapiHeap_freeBufferAligned(POINTER)                                                    \
     ZOVOsapiHeap_freeMemoryInternal((POINTER), ZOV_TRUE, "ZOVOsapiHeap_freeBufferAligned",         \
                                     ZOV_OSAPI_HEAP_KIND_BUFFER_ALIGNED)
@@ -224,6 +235,7 @@ ZOVBool ZOVOsapiHeap_enableMonitoring(void);
  * Errors: with a recorded block alive it reports so, and monitoring stays on.
  */
 void ZOVOsapiHeap_disableMonitoring(void);
+/** TRUE while monitoring is on, also during a pause. */
 ZOVBool ZOVOsapiHeap_isMonitoringEnabled(void);
 
 /**
@@ -277,7 +289,7 @@ struct ZOVOsapiHeapContext *ZOVOsapiHeap_getContext(void);
  */
 void ZOVOsapiHeap_setHeapContext(struct ZOVOsapiHeapContext *savedOut, const char *topic,
                                  const char *activity) ZOV_NONNULL(1);
-/** Puts a saved context back. */
+/** Puts a saved context back; without a context of the thread it does nothing. */
 void ZOVOsapiHeap_restoreHeapContext(const struct ZOVOsapiHeapContext *saved) ZOV_NONNULL();
 /** Frees the calling thread's context; the thread must not allocate any more. */
 void ZOVOsapiHeap_deleteConext(void);

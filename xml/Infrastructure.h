@@ -50,8 +50,8 @@ void ZOVXMLContext_resetContextLineNumber(struct ZOVXMLContext *context) ZOV_NON
  */
 struct ZOVXMLSaveContext
 {
-    FILE *outputFile;
-    char *outputBuffer;
+    FILE *outputFile;          /**< null for a buffer; the caller's */
+    char *outputBuffer;        /**< null to measure alone; the caller's */
     uint32_t outputBufferSize; /**< in bytes */
     uint32_t length;           /**< in bytes so far, or ZOV_XML_SAVE_CONTEXT_LENGTH_OVERFLOW */
     uint32_t depth;            /**< of indentation */
@@ -59,7 +59,7 @@ struct ZOVXMLSaveContext
 };
 typedef struct ZOVXMLSaveContext ZOVXMLSaveContext;
 
-/** Clears the record. @return TRUE. */
+/** Clears the record: no output yet, nothing written. Returns TRUE. */
 ZOVBool ZOVXMLSaveContext_initialize(struct ZOVXMLSaveContext *context) ZOV_NONNULL();
 /** Does nothing: file and buffer are the caller's. */
 void ZOVXMLSaveContext_finalize(struct ZOVXMLSaveContext *context);
@@ -70,6 +70,7 @@ void ZOVXMLSaveContext_finalize(struct ZOVXMLSaveContext *context);
  */
 void ZOVXMLSaveContext_indent(struct ZOVXMLSaveContext *context) ZOV_NONNULL();
 
+/** Attributes that a descriptor has room for without the heap. */
 #define ZOV_XML_ATTRIBUTE_DESCRIPTOR_INLINE_COUNT 5
 /** The value of `state`. */
 #define ZOV_XML_ATTRIBUTE_DESCRIPTOR_INITIALIZED 29508
@@ -80,12 +81,14 @@ void ZOVXMLSaveContext_indent(struct ZOVXMLSaveContext *context) ZOV_NONNULL();
  */
 struct ZOVXMLAttributeDescriptor
 {
-    int32_t state;
+    int32_t state;         /**< ZOV_XML_ATTRIBUTE_DESCRIPTOR_INITIALIZED, or another */
     const char **list;     /**< the caller's, the inline one, or the heap's */
     ZOVBool *valueIsOwned; /**< null for the caller's list */
-    const char *inlineList[2 * ZOV_XML_ATTRIBUTE_DESCRIPTOR_INLINE_COUNT + 1];
-    ZOVBool inlineValueIsOwned[ZOV_XML_ATTRIBUTE_DESCRIPTOR_INLINE_COUNT];
-    ZOVBool isInline;
+    const char *inlineList[2 * ZOV_XML_ATTRIBUTE_DESCRIPTOR_INLINE_COUNT +
+                           1]; /**< room for the first names and values */
+    ZOVBool inlineValueIsOwned[ZOV_XML_ATTRIBUTE_DESCRIPTOR_INLINE_COUNT]; /**< whose values are the
+                                                                              heap's */
+    ZOVBool isInline; /**< TRUE when the list is the inline one */
 };
 typedef struct ZOVXMLAttributeDescriptor ZOVXMLAttributeDescriptor;
 
@@ -104,7 +107,9 @@ ZOV_MUST_USE ZOVBool ZOVXMLAttributeDescriptor_initialize(
 void ZOVXMLAttributeDescriptor_finalize(struct ZOVXMLAttributeDescriptor *descriptor) ZOV_NONNULL();
 
 /**
- * Adds an attribute at the end; its texts stay the caller's.
+ * Adds an attribute at the end; its texts stay the caller's, and references stay in them.
+ *
+ * @param pair its name and its value.
  *
  * Errors: FALSE with "!increase attribute list\n" behind its reason; the list stays as it was.
  */

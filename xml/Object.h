@@ -28,7 +28,7 @@ struct ZOVXMLSaveContext;
 /** What kind of element an object is. */
 struct ZOVXMLExtensionClass
 {
-    const char *tagName;
+    const char *tagName; /**< the element's name */
     /** Finalises and frees an object of the class; a parent calls it for its children. */
     void (*deleteObject)(struct ZOVXMLObject *object);
     /** Writes an object of the class; may be null. */
@@ -37,28 +37,28 @@ struct ZOVXMLExtensionClass
 };
 typedef struct ZOVXMLExtensionClass ZOVXMLExtensionClass;
 
-/** The values of `state`. */
-#define ZOV_XML_OBJECT_INITIALIZED 29508
-#define ZOV_XML_OBJECT_FINALIZED 29509
+/* The values of `state`. */
+#define ZOV_XML_OBJECT_INITIALIZED 29508 /**< in use */
+#define ZOV_XML_OBJECT_FINALIZED 29509   /**< may be initialised again */
 
 /** Visible for its size; use the operations. All zero before it is initialised. */
 struct ZOVXMLObject
 {
     struct ZOVXMLObject *siblingOwner;     /**< the parent in whose list of children it is */
     struct ZOVOsapiInlineListNode sibling; /**< its place in that list */
-    int32_t state;
-    char *fullyQualifiedName;
-    char *name;
-    ZOVBool isNotSaved; /**< DDS_XMLObject_save leaves it out */
-    int32_t reserved;
-    struct ZOVXMLObject *root;
-    struct ZOVXMLObject *parent;
-    struct ZOVXMLObject *base;
-    struct KOBASkiplist childrenByName;
-    struct KOBASkiplistDescription childrenDescription;
-    struct ZOVOsapiInlineList children;
-    int32_t childCount;
-    const struct ZOVXMLExtensionClass *extensionClass;
+    int32_t state;                         /**< 0 before its first use */
+    char *fullyQualifiedName;              /**< the object's own copy */
+    char *name;                            /**< the object's own copy */
+    ZOVBool isNotSaved;                    /**< DDS_XMLObject_save leaves it out */
+    int32_t reserved;                      /**< 0 */
+    struct ZOVXMLObject *root;             /**< of its tree; itself for a root */
+    struct ZOVXMLObject *parent;           /**< null for a root */
+    struct ZOVXMLObject *base;             /**< null without one */
+    struct KOBASkiplist childrenByName;    /**< for looking up */
+    struct KOBASkiplistDescription childrenDescription; /**< its memory */
+    struct ZOVOsapiInlineList children;                /**< in the order in which they were added */
+    int32_t childCount;                                /**< how many */
+    const struct ZOVXMLExtensionClass *extensionClass; /**< the caller's */
 };
 typedef struct ZOVXMLObject ZOVXMLObject;
 
@@ -113,30 +113,43 @@ struct ZOVXMLObject *ZOVXMLObject_lookUpRef(struct ZOVXMLObject *object, const c
 struct ZOVXMLObject *ZOVXMLObject_lookUpChild(struct ZOVXMLObject *object, const char *name)
     ZOV_NONNULL();
 
-/** The first child, and the siblings behind and before an object, with a tag; or null. */
+/** The first child with a tag, or null. */
 struct ZOVXMLObject *ZOVXMLObject_getFirstChildWithTag(struct ZOVXMLObject *object, const char *tag)
     ZOV_NONNULL();
+/** The next sibling with a tag, or null. */
 struct ZOVXMLObject *ZOVXMLObject_getNextSiblingWithTag(struct ZOVXMLObject *object,
                                                         const char *tag) ZOV_NONNULL();
+/** The previous sibling with a tag, or null. */
 struct ZOVXMLObject *ZOVXMLObject_getPrevSiblingWithTag(struct ZOVXMLObject *object,
                                                         const char *tag) ZOV_NONNULL();
 
 /** strcmp of the names of two objects. */
 int32_t ZOVXMLObject_compare(const void *a, const void *b) ZOV_NONNULL();
 
-/* What an object is and where it stands; null, or 0, when there is none. */
+/** The child that was added first; null without children. */
 struct ZOVXMLObject *ZOVXMLObject_getFirstChild(struct ZOVXMLObject *object) ZOV_NONNULL();
+/** The child that was added last; null without children. */
 struct ZOVXMLObject *ZOVXMLObject_getLastChild(struct ZOVXMLObject *object) ZOV_NONNULL();
+/** How many children it has. */
 int32_t ZOVXMLObject_getChildCount(struct ZOVXMLObject *object) ZOV_NONNULL();
+/** The child of its parent that was added next, or null. */
 struct ZOVXMLObject *ZOVXMLObject_getNextSibling(struct ZOVXMLObject *object) ZOV_NONNULL();
+/** The child of its parent that was added before, or null. */
 struct ZOVXMLObject *ZOVXMLObject_getPrevSibling(struct ZOVXMLObject *object) ZOV_NONNULL();
+/** The tag of its class; the class's. */
 const char *ZOVXMLObject_getTagName(struct ZOVXMLObject *object) ZOV_NONNULL();
+/** Its class. */
 const struct ZOVXMLExtensionClass *ZOVXMLObject_getExtensionClass(struct ZOVXMLObject *object)
     ZOV_NONNULL();
+/** Its name; the object's, until it is finalised. */
 const char *ZOVXMLObject_getName(struct ZOVXMLObject *object) ZOV_NONNULL();
+/** The root of its tree; itself for a root. */
 struct ZOVXMLObject *ZOVXMLObject_getRoot(struct ZOVXMLObject *object) ZOV_NONNULL();
+/** Its parent; null for a root. */
 struct ZOVXMLObject *ZOVXMLObject_getParent(struct ZOVXMLObject *object) ZOV_NONNULL();
+/** Its base; null without one. */
 struct ZOVXMLObject *ZOVXMLObject_getBase(struct ZOVXMLObject *object) ZOV_NONNULL();
+/** Its scoped name from the root, as in "::a::b"; the object's, until it is finalised. */
 const char *ZOVXMLObject_getFullyQualifiedName(struct ZOVXMLObject *object) ZOV_NONNULL();
 
 ZOV_END_DECLARATIONS

@@ -13,7 +13,7 @@ int32_t ZOVXMLHelper_getAttributeCount(const char **list) ZOV_NONNULL();
 
 /** Whether a character, -1 to 255, is white space; FALSE for others. */
 ZOVBool ZOVXMLHelper_isspace(int c);
-/** Takes white space off both ends, in place. @return text. */
+/** Takes white space off both ends, in place. Returns the text. */
 char *ZOVXMLHelper_strTrim(char *text) ZOV_NONNULL();
 
 /** Room for a text whose references are to be expanded, in bytes. */
@@ -29,7 +29,8 @@ char *ZOVXMLHelper_strTrim(char *text) ZOV_NONNULL();
  * @return text.
  *
  * Errors: null with the debug line "...: value of '...' too long\n" when the text would outgrow
- * 32767 characters; what was expanded so far stays.
+ * 32767 characters, and for a value of more than 4095; what was expanded so far stays.
+ * Threads: reads the environment, which no other thread may change meanwhile.
  */
 char *ZOVXMLHelper_expandEnvironmentVariables(char *text) ZOV_NONNULL();
 

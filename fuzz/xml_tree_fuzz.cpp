@@ -1,27 +1,20 @@
 // Any document: what can be read becomes a tree in which each object is found, and which is written
-// as a document again, whole or cut off. Any text: references, keywords and numbers in it.
+// as a document again, whole or cut off.
 #include "dds/XmlHelper.h"
 #include "dds/XmlObject.h"
-#include "log/Log.h"
+#include "fuzz/fuzz.hpp"
 #include "xml/Utils.h"
 
-#include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <expat.h>
 #include <memory>
-#include <string>
 #include <vector>
+
+using fuzz::require;
 
 namespace {
 
 constexpr int kMaximumDepth = 50;
-
-void require(bool condition)
-{
-    if (!condition)
-        std::abort();
-}
 
 void delete_object(ZOVXMLObject *object)
 {
@@ -109,6 +102,29 @@ bool is_document(const std::string &text, Reader *reader)
     return done;
 }
 
+/** Looks a name up from an object downwards, child by child. */
+ZOVXMLObject *meant_below(ZOVXMLObject *object, std::string name)
+{
+    if (name.starts_with("::"))
+        return meant_below(object->root, name.substr(2));
+    if (object->parent == nullptr && name == object->name)
+        return object;
+    if (name.starts_with(object->name + std::string("::")))
+        name.erase(0, std::strlen(object->name) + 2);
+    const std::size_t end = name.find("::");
+    ZOVXMLObject *child = ZOVXMLObject_getFirstChild(object);
+    while (child != nullptr && name.substr(0, end) != child->name)
+        child = ZOVXMLObject_getNextSibling(child);
+    return child == nullptr || end == name.npos ? child : meant_below(child, name.substr(end + 2));
+}
+
+ZOVXMLObject *meant(ZOVXMLObject *object, const std::string &name)
+{
+    ZOVXMLObject *found = meant_below(object, name);
+    const bool goes_up = found == nullptr && object->parent != nullptr && !name.starts_with("::");
+    return goes_up ? meant(object->parent, name) : found;
+}
+
 void check_look_up(const Reader &reader)
 {
     for (ZOVXMLObject *object : reader.objects) {
@@ -116,12 +132,9 @@ void check_look_up(const Reader &reader)
         require(object->root == reader.root);
         if (parent != nullptr)
             require(ZOVXMLObject_lookUpChild(parent, object->name) == object);
-        for (ZOVXMLObject *from : {reader.root, reader.objects.back()}) {
-            const ZOVXMLObject *found = ZOVXMLObject_lookUp(from, object->fullyQualifiedName);
-            const ZOVXMLObject *other = ZOVXMLObject_lookUp(from, object->name);
-            require(found == nullptr || found->root == reader.root);
-            require(other == nullptr || other->root == reader.root);
-        }
+        for (ZOVXMLObject *from : {reader.root, reader.objects.back()})
+            for (const std::string name : {object->fullyQualifiedName, object->name})
+                require(ZOVXMLObject_lookUp(from, name.c_str()) == meant(from, name));
     }
 }
 
@@ -159,19 +172,20 @@ void check_document(const std::string &text)
 }
 
 /** A document that is well-formed, with names that mean something to each other. */
-std::string document_of(const uint8_t *data, std::size_t size)
+std::string made_document(fuzz::Input input)
 {
     constexpr const char *kNames[] = {"a", "b", "a::b", "::a", "$(A)", "$(B)", "$()", "anonymous_"};
     std::string text = "<o n='a'>";
     int depth = 1;
-    for (std::size_t i = 0; i < size; ++i) {
-        const bool closes = data[i] % 4 == 3 && depth > 1;
-        const std::string name = kNames[data[i] / 4 % 8];
-        const std::string base = kNames[data[i] / 32];
+    for (int i = 0; i < 200 && !input.empty(); ++i) {
+        const unsigned choice = input.byte();
+        const bool closes = choice % 4 == 3 && depth > 1;
+        const std::string name = kNames[choice / 4 % 8];
+        const std::string base = kNames[choice / 32];
         if (closes)
             text += "</o>";
         else
-            text += "<o n='" + name + "'" + (data[i] % 2 != 0 ? " b='" + base + "'>" : ">");
+            text += "<o n='" + name + "'" + (choice % 2 != 0 ? " b='" + base + "'>" : ">");
         depth += closes ? -1 : 1;
     }
     for (; depth > 0; --depth)
@@ -179,54 +193,12 @@ std::string document_of(const uint8_t *data, std::size_t size)
     return text;
 }
 
-template <class Value, class Read>
-void check_reader(Read read, const std::string &text)
-{
-    ZOVXMLContext context = {};
-    Value value = 77;
-    const bool done = read(&value, text.c_str(), &context);
-    require(context.error == !done && (done || value == 77));
-}
-
-void check_text(const std::string &text)
-{
-    check_reader<DDS_Boolean>(DDS_XMLHelper_str_to_boolean, text);
-    check_reader<DDS_Long>(DDS_XMLHelper_str_to_int, text);
-    check_reader<DDS_UnsignedLong>(DDS_XMLHelper_str_to_unsigned_int, text);
-    check_reader<DDS_UnsignedLong>(DDS_XMLHelper_str_to_thread_settings_kind_mask, text);
-    check_reader<DDS_Long>(
-        [](DDS_Long *value, const char *digits, ZOVXMLContext *context) {
-            const DDS_Boolean done =
-                DDS_XMLHelper_str_to_int_with_interval(value, digits, -5, 100, context);
-            require(!done || (*value >= -5 && *value <= 100));
-            return done;
-        },
-        text);
-    if (text.size() >= ZOV_XML_EXPANDED_SIZE)
-        return;
-    std::vector<char> buffer(ZOV_XML_EXPANDED_SIZE); // as large as asked for, and no larger
-    std::memcpy(buffer.data(), text.c_str(), text.size() + 1);
-    ZOVXMLHelper_expandEnvironmentVariables(buffer.data());
-    const std::string trimmed = ZOVXMLHelper_strTrim(buffer.data());
-    require(trimmed == ZOVXMLHelper_strTrim(buffer.data()));
-}
-
 } // namespace
 
-extern "C" int LLVMFuzzerInitialize(int *, char ***)
+void fuzz::test(Input input)
 {
-    ZOVLog_registerOnMessageMethod([](const char *) {});
-    setenv("A", "value", 1);
-    setenv("B", "$(A)::<&>", 1);
-    setenv("C", std::string(4095, 'c').c_str(), 1);
-    return 0;
-}
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size)
-{
-    const auto *bytes = reinterpret_cast<const char *>(data);
-    check_document(std::string(bytes, size));
-    check_document(document_of(data, std::min<std::size_t>(size, 200)));
-    check_text(std::string(bytes, size > 0 ? strnlen(bytes, size) : 0));
-    return 0;
+    static const bool are_set = setenv("A", "value", 1) == 0 && setenv("B", "$(A)::<&>", 1) == 0;
+    require(are_set);
+    check_document(made_document(Input(input)));
+    check_document(input.rest());
 }
