@@ -11,10 +11,14 @@
 #include <stdint.h>
 
 #ifdef __cplusplus
-/** Up to ZOV_END_DECLARATIONS is C linkage, and what the shared library exports: nothing else is. */
-#define ZOV_BEGIN_DECLARATIONS _Pragma("GCC visibility push(default)") extern "C" {
+/** Up to ZOV_END_DECLARATIONS: C linkage, and the shared library exports what is declared. */
+#define ZOV_BEGIN_DECLARATIONS                                                                     \
+    _Pragma("GCC visibility push(default)") extern "C"                                             \
+    {
 /** Ends what ZOV_BEGIN_DECLARATIONS began. */
-#define ZOV_END_DECLARATIONS } _Pragma("GCC visibility pop")
+#define ZOV_END_DECLARATIONS                                                                       \
+    }                                                                                              \
+    _Pragma("GCC visibility pop")
 #else
 #define ZOV_BEGIN_DECLARATIONS _Pragma("GCC visibility push(default)")
 #define ZOV_END_DECLARATIONS _Pragma("GCC visibility pop")
