@@ -85,7 +85,7 @@ void append_escaped(ZOVXMLSaveContext &context, std::string_view text)
 {
     for (;;) {
         const std::size_t plain = std::min(text.find_first_of(kSpecial), text.size());
-        zov::xml::append_characters(context, text.substr(0, plain));
+        zov::xml::append_characters(context, {text.data(), plain});
         if (plain == text.size())
             return;
         append(context, {entity_of(text[plain])});

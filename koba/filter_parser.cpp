@@ -2,6 +2,7 @@
 #include "koba/String.h"
 #include "osapi/heap.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstring>
@@ -54,7 +55,7 @@ bool copy_text(char **out, string_view text)
 {
     if (ZOVOsapiHeap_allocateString(out, text.size()) == nullptr)
         return false;
-    text.copy(*out, text.size());
+    std::ranges::copy(text, *out);
     return true;
 }
 
@@ -199,7 +200,7 @@ struct Value
     {
         if (!is_quoted)
             return copy_to(out);
-        const string_view list = text.substr(1, text.size() - 2);
+        const string_view list(text.data() + 1, text.size() - 2);
         if (!copy_text(out, list))
             return false;
         char *end = *out;
@@ -452,7 +453,7 @@ private:
     /** Puts a parameter in the place of its number; another text stays as it is. */
     bool read_parameter(string_view *text) const
     {
-        const string_view digits = text->substr(1);
+        const string_view digits(text->data() + 1, text->size() - 1);
         if (digits.empty() || digits.find_first_not_of("0123456789") != digits.npos)
             return true;
         if (m_params == nullptr)

@@ -1,6 +1,6 @@
 /**
- * What every public header needs: C linkage, the 32-bit boolean, and the attributes with which a
- * declaration tells the compiler what a reader would ask.
+ * What every public header needs: C linkage and visibility, the 32-bit boolean, and the attributes
+ * with which a declaration tells the compiler what a reader would ask.
  *
  * Public headers compile as C11 and as C++17.
  */
@@ -11,13 +11,17 @@
 #include <stdint.h>
 
 #ifdef __cplusplus
-/** What stands between this and ZOV_END_DECLARATIONS has C linkage. */
-#define ZOV_BEGIN_DECLARATIONS extern "C" {
+/** Up to ZOV_END_DECLARATIONS: C linkage, and the shared library exports what is declared. */
+#define ZOV_BEGIN_DECLARATIONS                                                                     \
+    _Pragma("GCC visibility push(default)") extern "C"                                             \
+    {
 /** Ends what ZOV_BEGIN_DECLARATIONS began. */
-#define ZOV_END_DECLARATIONS }
+#define ZOV_END_DECLARATIONS                                                                       \
+    }                                                                                              \
+    _Pragma("GCC visibility pop")
 #else
-#define ZOV_BEGIN_DECLARATIONS
-#define ZOV_END_DECLARATIONS
+#define ZOV_BEGIN_DECLARATIONS _Pragma("GCC visibility push(default)")
+#define ZOV_END_DECLARATIONS _Pragma("GCC visibility pop")
 #endif
 
 /** TRUE (1) or FALSE (0), 32 bits wide so that its layout is the same in every record. */

@@ -43,7 +43,7 @@ bool write_blanks(std::FILE *file, std::uint64_t count)
     for (; count > kBlanks.size(); count -= kBlanks.size())
         if (!write(file, kBlanks))
             return false;
-    return write(file, kBlanks.substr(0, count));
+    return write(file, {kBlanks.data(), count});
 }
 
 void count_written(ZOVXMLSaveContext &context, bool written, std::uint64_t bytes)

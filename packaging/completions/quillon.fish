@@ -1,0 +1,12 @@
+# fish completion of quillon: its own options and their values. Every other word is the generator's.
+complete -c quillon -o n_classpath -r -k -a '(__fish_complete_suffix .jar)' -d 'Class path of the generator'
+complete -c quillon -o n_wolkresource -x -a '(__fish_complete_directories)' -d 'Resource directory of the generator'
+complete -c quillon -o n_wolkhome -x -a '(__fish_complete_directories)' -d 'Home directory of the generator'
+complete -c quillon -o n_serverport -x -d 'Loopback port of the server'
+complete -c quillon -o n_servertimeout -x -d 'How long a started server stays without work, in ms'
+complete -c quillon -o n_connectiontimeout -x -d 'How long to wait for a started server, in ms'
+complete -c quillon -o n_resolvelo -d 'Look localhost up'
+complete -c quillon -o n_verbosity -x -a '0\tsilent 1\texceptions 2\twarnings 3\tinformation' -d 'What is reported'
+complete -c quillon -o n_jprocess -d 'Accepted and ignored'
+complete -c quillon -o n_version -d 'Print the version'
+complete -c quillon -o n_help -d 'Print the options'
