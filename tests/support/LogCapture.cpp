@@ -2,6 +2,7 @@
 
 #include "dds/Log.h"
 #include "koba/Log.h"
+#include "launcher/Log.h"
 #include "osapi/Log.h"
 #include "tests/support/Faults.hpp"
 #include "xml/Log.h"
@@ -11,8 +12,14 @@
 #include <tuple>
 #include <utility>
 
+// Weak: most tests link the library alone.
+extern "C" __attribute__((weak)) uint32_t QUILLONLog_g_submoduleMask;
+extern "C" __attribute__((weak)) uint32_t QUILLONLog_g_instrumentationMask;
+
 namespace test {
 namespace {
+
+uint32_t g_nothing = 0;
 
 std::mutex g_mutex;
 Lines g_lines;
@@ -34,6 +41,9 @@ struct Masks
 };
 
 const std::array kModules = {
+    &QUILLONLog_g_submoduleMask != nullptr
+        ? Masks{&QUILLONLog_g_submoduleMask, &QUILLONLog_g_instrumentationMask}
+        : Masks{&g_nothing, &g_nothing},
     Masks{&ZOVOsapiLog_g_submoduleMask, &ZOVOsapiLog_g_instrumentationMask},
     Masks{&ZOVClockLog_g_submoduleMask, &ZOVClockLog_g_instrumentationMask},
     Masks{&KOBALog_g_submoduleMask, &KOBALog_g_instrumentationMask},

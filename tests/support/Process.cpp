@@ -15,6 +15,7 @@
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 
 namespace test {
 namespace {
@@ -115,6 +116,18 @@ Outcome Process::finish()
 Outcome run(const Command &command)
 {
     return Process(command).finish();
+}
+
+std::string printed_by(const std::function<void()> &operation)
+{
+    char *text = nullptr;
+    std::size_t size = 0;
+    FILE *before = std::exchange(stdout, open_memstream(&text, &size));
+    operation();
+    std::fclose(std::exchange(stdout, before));
+    std::string printed(text, size);
+    std::free(text);
+    return printed;
 }
 
 TemporaryDirectory::TemporaryDirectory()

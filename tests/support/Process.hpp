@@ -54,6 +54,8 @@ private:
 
 /** Runs it to its end. */
 Outcome run(const Command &command);
+/** What an operation of this process writes to the standard output stream. */
+std::string printed_by(const std::function<void()> &operation);
 
 /** A directory of its own, removed with all that is in it. */
 class TemporaryDirectory

@@ -1,0 +1,327 @@
+// The launcher in this process, with every platform call that it makes failing in turn.
+#include "launcher/GeneratorConnection.h"
+#include "launcher/Log.h"
+#include "launcher/ParameterManager.h"
+#include "launcher/ServerProcess.hpp"
+#include "launcher/StandardStreams.hpp"
+#include "tests/support/Faults.hpp"
+#include "tests/support/ScriptedServer.hpp"
+
+#include <climits>
+#include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <tuple>
+#include <unistd.h>
+
+int quillon_main(int argc, char **argv);
+
+namespace {
+
+namespace fs = std::filesystem;
+using test::Aside;
+using test::Expected;
+using test::for_each_fault;
+using test::for_these_faults;
+using test::kOs;
+using test::Lines;
+using test::no_memory;
+using test::unnoticed;
+using test::warning;
+using test::operator+;
+using Arguments = std::vector<std::string>;
+
+std::vector<char *> vector_of(Arguments &arguments)
+{
+    std::vector<char *> argv;
+    for (std::string &argument : arguments)
+        argv.push_back(argument.data());
+    return argv;
+}
+
+/** What it prints, and its status. Without options of its own it is as loud as the test is. */
+std::string launched(Arguments arguments)
+{
+    const pid_t home = getpid();
+    std::vector<char *> argv = vector_of(arguments);
+    int status = 0;
+    const std::string printed = test::printed_by([&] {
+        status = quillon_main(static_cast<int>(argv.size()), argv.data());
+        if (getpid() != home)
+            _exit(status & 0xFF); // its server
+    });
+    return printed + std::to_string(status);
+}
+
+std::string launched_at(int port, const Arguments &more)
+{
+    const char *verbosity = QUILLONLog_g_instrumentationMask == 0 ? "0" : "2";
+    Arguments all = test::launcher("quillon", port, {"-n_verbosity", verbosity}).arguments;
+    all.insert(all.end(), more.begin(), more.end());
+    return launched(all);
+}
+
+Expected fails(const Lines &lines)
+{
+    return {"-1", lines};
+}
+
+const Lines kNoManager = {"QUILLONParameterManager_new:!init parameter manager\n",
+                          "main:error creating parameter manager\n"};
+const std::string kNoConnection = "main:error connecting to code generator\n";
+const std::string kAppendDirectory = "QUILLONParameterManager_appendWorkingDirectory:";
+
+TEST(LauncherFaults, OfAWarmRun)
+{
+    const std::string size = std::to_string(sizeof(QUILLONParameterManager));
+    const Lines no_record =
+        no_memory("ZOVOsapiHeap_allocateStructure", sizeof(QUILLONParameterManager)) +
+        Lines{"QUILLONParameterManager_new:no space on heap for structure of size " + size +
+                  " bytes\n",
+              kNoManager[1]};
+    const Lines no_text = no_memory("ZOVOsapiHeap_allocateString", 16385) +
+                          Lines{"QUILLONParameterManager_initialize:no space on heap for string of "
+                                "16383 characters\n"} +
+                          kNoManager;
+    const Lines no_buffer = no_memory("ZOVOsapiHeap_allocateArray", 8192) +
+                            Lines{"QUILLON_readOutput:Cannot allocate memory for the receiving "
+                                  "buffer\n"};
+    const Lines no_directory =
+        Lines{kAppendDirectory + "cannot get the current working directory\n"} + kNoManager;
+    const Lines no_name = {"ZOVOsapiSocket_getHostByName:resolver gethostbyname() failure, error "
+                           "0X1: Unknown host, name localhost\n",
+                           kNoConnection};
+    const Lines not_sent = {"QUILLON_socketSend:" + kOs + "\n", test::os_failure("main", "send")};
+    const Lines broken = {"QUILLON_socketReceive:" + kOs + "\n",
+                          "QUILLON_readOutput:Unexpected error receiving the quillon output\n"};
+    const Lines closed = broken + Lines{test::kClosedReport};
+    const std::string printed = "Hello\n" + std::string(20, '\0');
+    for_each_fault(
+        [] {
+            std::optional<Aside> aside(std::in_place);
+            test::ScriptedServer server({"Hello\n", test::kSuccessLine});
+            aside.reset();
+            const std::string result = launched_at(server.port(), {"-n_resolvelo"});
+            aside.emplace();
+            server.received();
+            return result;
+        },
+        {printed + "0"},
+        {
+            {"calloc 1", fails(no_record)},
+            {"calloc 2", fails(no_text)},
+            {"getcwd 1", fails(no_directory)},
+            {"socket 1", fails({"ZOVOsapiSocket_create:" + kOs + "\n", kNoConnection})},
+            {"gethostbyname 1", fails(no_name)},
+            {"sendto 1", fails(not_sent)},
+            {"calloc 3", fails(no_buffer)},
+            {"recvfrom 1", fails(closed)},
+            {"recvfrom 2", {{"Hello\n-1", closed}}},
+            {"recvfrom 3", {{printed + "0", broken}}}, // the line had come
+            {"fcntl", unnoticed},
+            {"fcntl 4",
+             {{printed + "0",
+               {warning(test::os_failure("ZOVOsapiSocket_create", "fcntl(FD_CLOEXEC)"))}}}},
+            {"connect 1", unnoticed}, // there is a second attempt
+            {"getsockname 1", unnoticed},
+            {"getpeername 1", unnoticed},
+            {"fclose 1", test::infallible}, // the test's own
+        });
+}
+
+TEST(LauncherFaults, OfAColdRun)
+{
+    const Expected no_process = fails({"main:error creating code generator process\n"});
+    for_these_faults(
+        [port = test::free_port()] {
+            const std::string result = launched_at(port, {"-n_connectiontimeout", "10"});
+            while (wait(nullptr) != -1) {
+            }
+            return result;
+        },
+        fails({"main:Timeout after 10 ms when connecting with quillon (errno: 111, Connection "
+               "refused). Try increasing -n_connectiontimeout argument.\n"}),
+        {{"pipe2 1", no_process}, {"fork 1", no_process}});
+}
+
+/** The lines that name an option, of a run that misses it or its value. */
+Lines missing(const std::string &option)
+{
+    return {"QUILLONParameterManager_initialize:bad command-line parameter '" + option + "'\n"};
+}
+
+TEST(LauncherFaults, OfArguments)
+{
+    const std::string too_long = "QUILLONParameterManager_appendStringToBuffer:parameter line too "
+                                 "long\n";
+    const Lines argument = {too_long};
+    const Lines option = {too_long, kAppendDirectory + "parameter -workingDirectory too long\n"};
+    const Lines directory = {too_long, kAppendDirectory + "working directory too long: /\n"};
+    const auto with_bytes = [](std::size_t size) {
+        return Arguments{"", std::string(size - 1, 'a')};
+    };
+    const std::pair<Arguments, Lines> cases[] = {
+        {{}, missing("n_classpath")},
+        {{"", "-n_classpath", "x"}, missing("n_wolkresource")},
+        {{"", "-n_classpath", "-n_wolkresource", "x"}, missing("n_wolkresource")},
+        // Not the questions that they look like; nor is the verbosity known yet.
+        {{"", "xn_help", "--n_version", "-n_helpx", "-h", "", "-n_verbosity", "0"},
+         missing("n_classpath")},
+        // As typed, without the first character.
+        {{"", "-n_classpath", "x", "xN_Wolkr"}, missing("N_Wolkr")},
+        // The directory takes 20 bytes together with its option.
+        {with_bytes(16362), missing("n_classpath")},
+        {with_bytes(16363), directory},
+        {with_bytes(16364), directory},
+        {with_bytes(16365), option},
+        {with_bytes(16382), option},
+        {with_bytes(16383), argument},
+    };
+    const fs::path before = fs::current_path();
+    fs::current_path("/");
+    for (const auto &[arguments, lines] : cases)
+        for_these_faults([&all = arguments] { return launched(all); }, fails(lines + kNoManager),
+                         {});
+    fs::current_path(before);
+}
+
+TEST(LauncherFaults, OfAConnectionToItself)
+{
+    const std::string refused = "false 111, port free";
+    for_each_fault(
+        [] {
+            sockaddr_in address;
+            int own;
+            {
+                const Aside preparation;
+                address = test::loopback(test::free_port());
+                own = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+                bind(own, reinterpret_cast<const sockaddr *>(&address), sizeof address);
+            }
+            const bool connected = QUILLON_socketConnect(own, &address, 29) != 0;
+            const std::string error = std::to_string(errno);
+            const Aside look;
+            const int server = socket(AF_INET, SOCK_STREAM, 0);
+            const bool is_free =
+                bind(server, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
+            EXPECT_EQ(fcntl(own, F_GETFD), FD_CLOEXEC);
+            close(server);
+            close(own);
+            return connected ? "connected"
+                             : "false " + error + (is_free ? ", port free" : ", port taken");
+        },
+        {refused},
+        {
+            {"connect 1", unnoticed},
+            {"connect 2", {{"false 1, port free"}}},
+            {"getsockname 1", {{"connected"}}},
+            {"getpeername 1", {{"connected"}}},
+            {"setsockopt 1",
+             {{"false 111, port taken", {"ZOVOsapiSocket46_setOption:" + kOs + "\n"}}}},
+            {"socket 1", {{"false 106, port taken", {"ZOVOsapiSocket_create:" + kOs + "\n"}}}},
+            {"fcntl 1",
+             {{refused,
+               {warning(test::os_failure("ZOVOsapiSocket_create", "fcntl(FD_CLOEXEC)"))}}}},
+            {"clock_nanosleep 1",
+             {{refused, {test::os_failure("ZOVOsapiThread_sleep", "nanosleep")}}}},
+        });
+}
+
+// Another address is another peer, whatever its port.
+TEST(LauncherFaults, AnotherAddressIsAnotherPeer)
+{
+    const sockaddr_in address = test::loopback(test::free_port());
+    sockaddr_in own_address = address;
+    own_address.sin_addr.s_addr = htonl(INADDR_LOOPBACK + 1);
+    const int listener = socket(AF_INET, SOCK_STREAM, 0);
+    const int own = socket(AF_INET, SOCK_STREAM, 0);
+    bind(listener, reinterpret_cast<const sockaddr *>(&address), sizeof address);
+    listen(listener, 1);
+    bind(own, reinterpret_cast<const sockaddr *>(&own_address), sizeof own_address);
+    EXPECT_TRUE(QUILLON_socketConnect(own, &address, 10));
+    close(own);
+    close(listener);
+}
+
+TEST(LauncherFaults, OfOutputThatIsLostBeforeTheEnd)
+{
+    int failures = 1;
+    cookie_io_functions_t functions = {};
+    functions.write = [](void *left, const char *, std::size_t size) -> ssize_t {
+        return --*static_cast<int *>(left) >= 0 ? 0 : static_cast<ssize_t>(size);
+    };
+    const test::LogCapture capture;
+    FILE *const before = std::exchange(stdout, fopencookie(&failures, "w", functions));
+    ZOVLog_onMessageImpl(std::string(100000, 'x').c_str());
+    testing::internal::CaptureStderr();
+    const bool finished = quillon::finish_output();
+    const std::string reported = testing::internal::GetCapturedStderr();
+    std::fclose(std::exchange(stdout, before));
+    EXPECT_FALSE(finished);
+    EXPECT_EQ(reported, "main:OS write() failure, error 0X5: Input/output error\n");
+}
+
+/** What a process's descriptors from 0 on lead to, by the first word. */
+std::string descriptors()
+{
+    std::string all;
+    for (int descriptor = 0; descriptor < 64; ++descriptor) {
+        std::error_code none;
+        const std::string target =
+            fs::read_symlink("/proc/self/fd/" + std::to_string(descriptor), none);
+        all += target.empty() ? "" : target.substr(0, target.find(':')) + " ";
+    }
+    return all;
+}
+
+/** Becomes the server, with a call that fails, and with no more descriptors than it has. */
+std::string serve(int &connection, const quillon::Lifeline &lifeline, const std::string &fault,
+                  bool at_limit)
+{
+    const int zero = open("/dev/zero", O_RDWR);
+    for (const int descriptor : {0, 1, 2, 20, 30})
+        dup2(zero, descriptor);
+    rlimit before;
+    getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit few = {4, before.rlim_max};
+    setrlimit(RLIMIT_NOFILE, at_limit ? &few : &before);
+    {
+        const test::Fault failing(fault);
+        quillon::become_server(connection, lifeline);
+    }
+    setrlimit(RLIMIT_NOFILE, &before);
+    return std::to_string(connection) + " " + descriptors();
+}
+
+TEST(LauncherFaults, OfAServer)
+{
+    const test::TemporaryDirectory directory;
+    const std::string file = directory.path() + "/held";
+    const std::string all = "-1 /dev/null /dev/zero /dev/zero pipe ";
+    const std::tuple<const char *, bool, std::string> cases[] = {
+        {"", false, all},
+        {"close_range 1", false, all},
+        {"pthread_create 1", false, "-1 /dev/null /dev/null /dev/null pipe "},
+        {"", true, "-1 /dev/zero /dev/zero /dev/zero pipe "},
+    };
+    quillon::Lifeline lifeline;
+    ASSERT_TRUE(quillon::open_lifeline(lifeline));
+    for (const auto &[fault, at_limit, held] : cases) {
+        const pid_t server = fork();
+        if (server == 0) {
+            int connection = socket(AF_INET, SOCK_STREAM, 0);
+            test::write_file(file, serve(connection, lifeline, fault, at_limit));
+            std::exit(0);
+        }
+        int status = 0;
+        EXPECT_EQ(waitpid(server, &status, 0), server);
+        EXPECT_EQ(status, 0);
+        EXPECT_EQ(test::read_file(file), held) << fault;
+    }
+}
+
+} // namespace
