@@ -7,9 +7,8 @@
 #include "tests/support/Faults.hpp"
 #include "tests/support/ScriptedServer.hpp"
 
-#include <climits>
-#include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <gtest/gtest.h>
@@ -161,32 +160,41 @@ TEST(LauncherFaults, OfArguments)
     const Lines argument = {too_long};
     const Lines option = {too_long, kAppendDirectory + "parameter -workingDirectory too long\n"};
     const Lines directory = {too_long, kAppendDirectory + "working directory too long: /\n"};
+    const Lines no_directory = {kAppendDirectory + "cannot get the current working directory\n"};
     const auto with_bytes = [](std::size_t size) {
         return Arguments{"", std::string(size - 1, 'a')};
     };
-    const std::pair<Arguments, Lines> cases[] = {
-        {{}, missing("n_classpath")},
-        {{"", "-n_classpath", "x"}, missing("n_wolkresource")},
-        {{"", "-n_classpath", "-n_wolkresource", "x"}, missing("n_wolkresource")},
+    const std::tuple<std::size_t, Arguments, Lines> cases[] = {
+        {1, {}, missing("n_classpath")},
+        {255, {"", "-n_classpath", "x"}, missing("n_wolkresource")},
+        {256, {"", "-n_classpath", "x"}, no_directory},
+        {1, {"", "-n_classpath", "-n_wolkresource", "x"}, missing("n_wolkresource")},
         // Not the questions that they look like; nor is the verbosity known yet.
-        {{"", "xn_help", "--n_version", "-n_helpx", "-h", "", "-n_verbosity", "0"},
+        {1,
+         {"", "xn_help", "--n_version", "-n_helpx", "-h", "", "-n_verbosity", "0"},
          missing("n_classpath")},
         // As typed, without the first character.
-        {{"", "-n_classpath", "x", "xN_Wolkr"}, missing("N_Wolkr")},
+        {1, {"", "-n_classpath", "x", "xN_Wolkr"}, missing("N_Wolkr")},
         // The directory takes 20 bytes together with its option.
-        {with_bytes(16362), missing("n_classpath")},
-        {with_bytes(16363), directory},
-        {with_bytes(16364), directory},
-        {with_bytes(16365), option},
-        {with_bytes(16382), option},
-        {with_bytes(16383), argument},
+        {1, with_bytes(16362), missing("n_classpath")},
+        {1, with_bytes(16363), directory},
+        {1, with_bytes(16364), directory},
+        {1, with_bytes(16365), option},
+        {1, with_bytes(16382), option},
+        {1, with_bytes(16383), argument},
     };
-    const fs::path before = fs::current_path();
-    fs::current_path("/");
-    for (const auto &[arguments, lines] : cases)
+    static std::size_t directory_length;
+    const test::Replacement getcwd(
+        test::instead::getcwd, +[](char *buffer, std::size_t size) {
+            if (directory_length >= size)
+                return static_cast<char *>(nullptr);
+            return std::strcpy(buffer, std::string(directory_length, '/').c_str());
+        });
+    for (const auto &[length, arguments, lines] : cases) {
+        directory_length = length;
         for_these_faults([&all = arguments] { return launched(all); }, fails(lines + kNoManager),
                          {});
-    fs::current_path(before);
+    }
 }
 
 TEST(LauncherFaults, OfAConnectionToItself)

@@ -167,8 +167,7 @@ bool is_out_of_memory(Function function)
 #define WRAPPER(STYLE, NAME, RESULT, COUNT, ...)                                                   \
     RESULT __wrap_##NAME(PARAMETERS_##COUNT(__VA_ARGS__))                                          \
     {                                                                                              \
-        return call<Style::STYLE>(Function::NAME, __real_##NAME,                                   \
-                                  instead::NAME ARGUMENTS_##COUNT);                                \
+        return call<Style::STYLE>(Function::NAME, __real_##NAME, instead::NAME ARGUMENTS_##COUNT); \
     }
 #define WRAP(STYLE, ...) WRAP_##STYLE(__VA_ARGS__)
 

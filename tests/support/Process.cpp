@@ -180,6 +180,15 @@ bool reserve(int port)
 
 } // namespace
 
+sockaddr_in loopback(int port)
+{
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    return address;
+}
+
 int free_port()
 {
     static int next = 20000 + static_cast<int>(getpid() % 1000) * 10;
@@ -187,11 +196,9 @@ int free_port()
         const int port = next;
         next = next >= 32000 ? 20000 : next + 1;
         const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_in address = {};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(static_cast<std::uint16_t>(port));
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        const bool free = bind(socket, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0;
+        const sockaddr_in address = loopback(port);
+        const bool free =
+            bind(socket, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
         close(socket);
         if (free && reserve(port))
             return port;

@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <map>
+#include <netinet/in.h>
 #include <optional>
 #include <string>
 #include <sys/types.h>
@@ -79,6 +80,7 @@ void write_file(const std::string &path, const std::string &text);
 
 /** A loopback port that nobody listens on, below the range of client ports; differs each time. */
 int free_port();
+sockaddr_in loopback(int port);
 
 } // namespace test
 

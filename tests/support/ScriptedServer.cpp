@@ -94,15 +94,6 @@ bool ScriptedServer::receive(int connection, bool whole_stream)
     return true;
 }
 
-sockaddr_in loopback(int port)
-{
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return address;
-}
-
 Command launcher(const std::string &program, int port, const std::vector<std::string> &more,
                  const std::function<bool()> &in_child)
 {

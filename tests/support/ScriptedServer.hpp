@@ -4,7 +4,6 @@
 
 #include "tests/support/Process.hpp"
 
-#include <netinet/in.h>
 #include <thread>
 
 namespace test {
@@ -46,8 +45,6 @@ private:
     std::string m_received;
     std::thread m_thread;
 };
-
-sockaddr_in loopback(int port);
 
 /**
  * A launcher at a port, with more arguments. Its class path is too long for a VM to be started, so
