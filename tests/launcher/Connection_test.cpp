@@ -54,19 +54,6 @@ TEST(Connection, ReportsARequestThatIsNotSentAsAWhole)
     close(listener);
 }
 
-TEST(Launcher, ReportsAListenerThatIsNoServer)
-{
-    for (int i = 0; i < 10; ++i) {
-        ScriptedServer server({.ending = test::Ending::Abandon});
-        const Outcome outcome = test::run(launcher(QUILLON, server.port()));
-        EXPECT_EQ(outcome.status, 255);
-        // Whether the request or the end comes first is chance.
-        EXPECT_TRUE(outcome.out == test::kClosedReport ||
-                    outcome.out == test::kResetReport + test::kClosedReport)
-            << outcome.out;
-    }
-}
-
 TEST(Launcher, ReportsOutputThatIsLost)
 {
     const auto with_full_output = [] {

@@ -257,20 +257,22 @@ TEST(LauncherFaults, AnotherAddressIsAnotherPeer)
 
 TEST(LauncherFaults, OfOutputThatIsLostBeforeTheEnd)
 {
-    int failures = 1;
     cookie_io_functions_t functions = {};
-    functions.write = [](void *left, const char *, std::size_t size) -> ssize_t {
-        return --*static_cast<int *>(left) >= 0 ? 0 : static_cast<ssize_t>(size);
+    functions.write = [](void *failures, const char *, std::size_t size) -> ssize_t {
+        return --*static_cast<int *>(failures) >= 0 ? 0 : static_cast<ssize_t>(size);
     };
-    const test::LogCapture capture;
-    FILE *const before = std::exchange(stdout, fopencookie(&failures, "w", functions));
-    ZOVLog_onMessageImpl(std::string(100000, 'x').c_str());
-    testing::internal::CaptureStderr();
-    const bool finished = quillon::finish_output();
-    const std::string reported = testing::internal::GetCapturedStderr();
-    std::fclose(std::exchange(stdout, before));
-    EXPECT_FALSE(finished);
-    EXPECT_EQ(reported, "main:OS write() failure, error 0X5: Input/output error\n");
+    for (const uint32_t levels : {1, 0}) {
+        test::LogCapture capture;
+        capture.set_levels(levels);
+        int failures = 1;
+        FILE *const before = std::exchange(stdout, fopencookie(&failures, "w", functions));
+        ZOVLog_onMessageImpl(std::string(100000, 'x').c_str());
+        testing::internal::CaptureStderr();
+        EXPECT_FALSE(quillon::finish_output());
+        EXPECT_EQ(testing::internal::GetCapturedStderr(),
+                  levels == 0 ? "" : "main:OS write() failure, error 0X5: Input/output error\n");
+        std::fclose(std::exchange(stdout, before));
+    }
 }
 
 /** What a process's descriptors from 0 on lead to, by the first word. */

@@ -65,7 +65,7 @@ const std::string &ScriptedServer::received()
 
 void ScriptedServer::play(const Script &script, int connection)
 {
-    if (script.ending == Ending::Abandon || !receive(connection, false))
+    if (!receive(connection, false))
         return;
     send_all(connection, script.text);
     if (!script.later.empty()) {

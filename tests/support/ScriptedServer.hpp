@@ -10,9 +10,8 @@ namespace test {
 
 /** How a connection ends. Whatever the launcher sends until then is kept. */
 enum class Ending {
-    Close,   /**< ends the stream, and waits for the launcher to close */
-    Reset,   /**< when all that was sent has arrived */
-    Abandon, /**< closes at once, without a look at the request */
+    Close, /**< ends the stream, and waits for the launcher to close */
+    Reset, /**< when all that was sent has arrived */
 };
 
 /** What one launcher gets. */
