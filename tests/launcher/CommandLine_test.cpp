@@ -1,7 +1,5 @@
-#include "launcher/ParameterManager.h"
 #include "tests/support/ScriptedServer.hpp"
 
-#include <algorithm>
 #include <gtest/gtest.h>
 #include <utility>
 
@@ -77,28 +75,6 @@ TEST(CommandLine, AnswersTheFirstArgumentThatBeginsLikeAQuestion)
                "QUILLONParameterManager_initialize:bad command-line parameter 'n_classpath'\n"
                "QUILLONParameterManager_new:!init parameter manager\n"
                "main:error creating parameter manager\n");
-}
-
-TEST(CommandLine, ManagerIsReadOnceAndMayBeFinalisedTwice)
-{
-    std::string arguments[] = {"", "-n_c", "c", "-n_w", "r", "-n_s", "7", "a"};
-    char *argv[std::size(arguments)];
-    std::transform(std::begin(arguments), std::end(arguments), argv,
-                   [](std::string &argument) { return argument.data(); });
-    QUILLONParameterManager manager = {};
-    EXPECT_TRUE(QUILLONParameterManager_initialize(&manager, 8, argv));
-    EXPECT_TRUE(QUILLONParameterManager_initialize(&manager, 0, nullptr));
-    const QUILLONJArgsBuffer *sent = QUILLONParameterManager_getJArgsBuffer(&manager);
-    EXPECT_EQ(std::string(sent->text, sent->length), request({"a"}));
-    ZOVBool present = ZOV_FALSE;
-    EXPECT_TRUE(QUILLONParameterManager_getParameter(&manager, nullptr, &present,
-                                                     QUILLON_PARAMETER_SERVER_PORT,
-                                                     QUILLON_PARAMETER_KIND_INTEGER));
-    EXPECT_TRUE(present);
-    QUILLONParameterManager_finalize(&manager);
-    QUILLONParameterManager_finalize(&manager);
-    EXPECT_EQ(manager.state, 0x7345);
-    EXPECT_EQ(test::printed_by([] { QUILLONParameterManager_printUsage("quillon"); }), kHelp);
 }
 
 TEST(CommandLine, ReportsAnOptionThatIsNoNumberAsTheVerbosityAllows)
