@@ -141,13 +141,18 @@ class Bench:
         return passed
 
     def order(self, folder, stem):
-        """The test of the file's own name, those of its folder, the others; the quick ones first."""
+        """The test of the file's own name, those of its folder, the others; the quick ones first.
+
+        Those of the folders to its left are built without it, but for log's, which see all messages.
+        """
         stem = stem.split("_")[0].lower()
 
         def distance(test):
             own, name = test.split("_", 1)
             return own != folder, not name.lower().startswith(stem), self.seconds[test]
-        return sorted(self.tests, key=distance)
+        cannot_find = FOLDERS[1:FOLDERS.index(folder)]
+        return sorted((test for test in self.tests if test.split("_", 1)[0] not in cannot_find),
+                      key=distance)
 
     def finder(self, path, number, changed):
         """The test that finds the fault, None when none does, "" when it does not compile."""
