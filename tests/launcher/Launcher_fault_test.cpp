@@ -7,6 +7,7 @@
 #include "tests/support/Faults.hpp"
 #include "tests/support/ScriptedServer.hpp"
 
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
@@ -264,6 +265,33 @@ TEST(LauncherFaults, AnotherAddressIsAnotherPeer)
     EXPECT_TRUE(QUILLON_socketConnect(own, &address, 10));
     close(own);
     close(listener);
+}
+
+TEST(LauncherFaults, OfARequestThatIsNotSentAsAWhole)
+{
+    static void (*at_broken_pipe)(int);
+    const test::Replacement sendto(
+        test::instead::sendto,
+        +[](int, const void *, std::size_t size, int, const sockaddr *, socklen_t) {
+            struct sigaction action;
+            sigaction(SIGPIPE, nullptr, &action);
+            at_broken_pipe = action.sa_handler;
+            errno = EAGAIN;
+            return static_cast<ssize_t>(size) - 1;
+        });
+    for_these_faults(
+        [] {
+            const sockaddr_in address = test::loopback(1);
+            std::string text = "abc";
+            const QUILLONJArgsBuffer buffer = {3, text.data()};
+            const std::string result = test::text_of(QUILLON_socketSend(-1, &address, &buffer));
+            struct sigaction action;
+            sigaction(SIGPIPE, nullptr, &action);
+            return result + (at_broken_pipe == SIG_IGN && action.sa_handler == SIG_DFL
+                                 ? ""
+                                 : ", and a broken pipe may end the launcher");
+        },
+        {"false", {test::os_failure("QUILLON_socketSend", "sendto", EAGAIN)}}, {});
 }
 
 TEST(LauncherFaults, OfOutputThatIsLostBeforeTheEnd)

@@ -76,7 +76,7 @@ void ScriptedServer::play(const Script &script, int connection)
         send_all(connection, "!", MSG_OOB);
         send_all(connection, script.later);
     }
-    if (script.ending == Ending::Reset) {
+    if (script.reset) {
         reset_when_closed(connection);
         return;
     }
