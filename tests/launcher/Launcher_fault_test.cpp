@@ -300,7 +300,7 @@ TEST(LauncherFaults, OfOutputThatIsLostBeforeTheEnd)
     functions.write = [](void *failures, const char *, std::size_t size) -> ssize_t {
         return --*static_cast<int *>(failures) >= 0 ? 0 : static_cast<ssize_t>(size);
     };
-    for (const uint32_t levels : {1, 0}) {
+    for (const uint32_t levels : {1U, 0U}) {
         test::LogCapture capture;
         capture.set_levels(levels);
         int failures = 1;
