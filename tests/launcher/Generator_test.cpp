@@ -161,6 +161,42 @@ TEST_F(Generator, ColdStartsAtTheSameTimeLeaveOneServer)
     EXPECT_TRUE(test::eventually([] { return test::Servers::running().size() == 1; }));
 }
 
+TEST_F(Generator, InformationIsPrintedOnceByTheProcessItBelongsTo)
+{
+    m_jar = MINIMAL_JAR;
+    // Until the fork one process writes; then both do, and their lines come in any order.
+    std::string before = "main: Java Parameters:\n(\nPoint\n-workingDirectory\n" +
+                         fs::canonical(m_directory.path()).string() + "\n\n)\n";
+    for (int attempt = 0; attempt < 3; ++attempt)
+        before += "QUILLON_socketConnect:Tried to connect with result -1 (errno: 111)\n";
+    for (const Strings &home : {Strings{}, {"-n_wolkhome", "/opt/home"}}) {
+        m_port = test::free_port();
+        Strings options = {"-n_verbosity", "3", "Point"};
+        options.insert(options.end(), home.begin(), home.end());
+        const Outcome outcome = test::run(command(options, "1000"));
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_EQ(outcome.out.substr(0, before.size()), before);
+        EXPECT_EQ(test::count(outcome.out, "Java Parameters"), 1U);
+        std::size_t at = before.size();
+        for (const std::string &text : Strings{
+                 "main:Starting code generator\n",
+                 "QUILLON_createJVM: Loading JVM:\n\tclasspath: " + m_jar +
+                     "\n\twolk_resource_dir: " SOURCE_DIRECTORY
+                     "/examples/generator/resource\n\twolk_home_dir: " +
+                     (home.empty() ? "" : home[1]) + "\n",
+                 "QUILLON_invokeMainClass: Running Java QUILLON:\n\tserverPort: " +
+                     std::to_string(m_port) + "\n\tserverTimeout: 1000\n",
+                 "Point.java written\n",
+                 "QUILLON_readOutput:The code generation from quillon returned 1\n",
+             }) {
+            EXPECT_EQ(test::count(outcome.out, text), 1U) << outcome.out;
+            EXPECT_GE(outcome.out.find(text), at) << text;
+            at = outcome.out.find(text);
+        }
+        EXPECT_EQ(m_servers.wait(), 0) << "it leaves when it has been idle";
+    }
+}
+
 TEST_F(Generator, MinimalServerKeepsTheProtocol)
 {
     m_jar = MINIMAL_JAR;

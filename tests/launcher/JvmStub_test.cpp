@@ -94,6 +94,7 @@ TEST_F(JvmStub, OptionsOfTheVmFitOrAreTooLong)
         EXPECT_EQ(hosted.out, std::string("QUILLON_createJVM:") + complaint + "\n" + kNoVm);
         EXPECT_EQ(m_calls, "");
         EXPECT_EQ(hosted.status, 255);
+        EXPECT_EQ(host(command("", {option, longest + "x", "-n_verbosity", "0"})).out, "");
     }
 }
 
@@ -108,6 +109,7 @@ TEST_F(JvmStub, WhatTheVmAnswersDecides)
         {"no-env", "1", kNoEnvironment, 255, "option -DWOLKHOME=\"\"\n"},
         {"no-env", "0", "", 255, "option -DWOLKHOME=\"\"\n"},
         {"no-class", "1", kNoClass, 255, "FindClass com/zov/wolk/wolkgen/Main\n"},
+        {"no-class", "0", "", 255, "FindClass com/zov/wolk/wolkgen/Main\n"},
         {"no-method", "1", "", 0, "CallStaticVoidMethod com/zov/wolk/wolkgen/Main null array\n"},
         {"env-with-error", "1", "", 0,
          "CallStaticVoidMethod com/zov/wolk/wolkgen/Main main array\n"},
@@ -117,33 +119,6 @@ TEST_F(JvmStub, WhatTheVmAnswersDecides)
         EXPECT_EQ(hosted.out, out) << mode;
         EXPECT_EQ(hosted.status, status) << mode;
         EXPECT_TRUE(m_calls.ends_with(last_call)) << mode << ":\n" << m_calls;
-    }
-}
-
-TEST_F(JvmStub, InformationIsPrintedOnceByTheProcessItBelongsTo)
-{
-    const Outcome outcome = test::run(command("server", {"-n_verbosity", "3", "a.idl"}));
-    EXPECT_EQ(outcome.status, 0);
-    // Until the fork one process writes; then both do, and their lines come in any order.
-    std::string before = "main: Java Parameters:\n(\na.idl\n-workingDirectory\n" +
-                         fs::current_path().string() + "\n\n)\n";
-    for (int attempt = 0; attempt < 3; ++attempt)
-        before += "QUILLON_socketConnect:Tried to connect with result -1 (errno: 111)\n";
-    EXPECT_EQ(outcome.out.substr(0, before.size()), before);
-    EXPECT_EQ(count(outcome.out, "Java Parameters"), 1U);
-    std::size_t at = before.size();
-    for (const std::string &text : Strings{
-             "main:Starting code generator\n",
-             "QUILLON_createJVM: Loading JVM:\n\tclasspath: generator.jar\n"
-             "\twolk_resource_dir: resource\n\twolk_home_dir: \n",
-             "QUILLON_invokeMainClass: Running Java QUILLON:\n\tserverPort: " +
-                 std::to_string(m_port) + "\n\tserverTimeout: 20000\n",
-             "served\n",
-             "QUILLON_readOutput:The code generation from quillon returned 1\n",
-         }) {
-        EXPECT_EQ(count(outcome.out, text), 1U) << outcome.out;
-        EXPECT_GE(outcome.out.find(text), at) << text;
-        at = outcome.out.find(text);
     }
 }
 
@@ -184,38 +159,6 @@ TEST_F(JvmStub, PlacesAreSearchedInOrderAndBrokenLibrariesPassedOver)
         fs::remove(root + library);
         test::write_file(root + library, "not a library");
     }
-}
-
-TEST_F(JvmStub, ServerHoldsNothingOfItsCaller)
-{
-    int ends[2];
-    ASSERT_EQ(pipe(ends), 0);
-    test::Command serving = command("server");
-    serving.in_child = [&ends] {
-        return dup2(ends[0], 0) == 0 && dup2(ends[1], 3) == 3 && dup2(ends[1], 9) == 9;
-    };
-    test::Process launcher(serving);
-    close(ends[1]);
-    const Outcome outcome = launcher.finish();
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.out, "served\n");
-    char byte = 0;
-    EXPECT_EQ(read(ends[0], &byte, 1), 0) << "the pipe is at its end";
-    close(ends[0]);
-
-    const std::vector<pid_t> servers = m_servers.running();
-    ASSERT_EQ(servers.size(), 1U) << "and still the server runs";
-    EXPECT_EQ(getsid(servers[0]), servers[0]);
-    // It lets go of the pipe to its launcher a moment after it let go of the output.
-    const test::Command targets = {.arguments = {"sh", "-c",
-                                                 "readlink /proc/$0/fd/* | sed 's/:.*//' | sort",
-                                                 std::to_string(servers[0])}};
-    EXPECT_TRUE(test::eventually([&targets] {
-        return test::run(targets).out == "/dev/null\n/dev/null\n/dev/null\nsocket\n";
-    })) << test::run(targets).out;
-    EXPECT_EQ(test::run(serving).out, "served\n") << "the second request ends it";
-    EXPECT_EQ(m_servers.wait(), 0);
-    EXPECT_EQ(m_servers.wait(), -1);
 }
 
 } // namespace

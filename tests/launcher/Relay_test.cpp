@@ -3,20 +3,19 @@
 #include "tests/support/ScriptedServer.hpp"
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
+#include <csignal>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <random>
 #include <sys/socket.h>
 #include <tuple>
 #include <unistd.h>
-#include <utility>
 
 namespace {
 
-using test::Ending;
 using test::kClosedReport;
 using test::kResetReport;
+using test::printed_by;
 using Pieces = std::vector<std::string>;
 
 constexpr std::size_t kRingSize = QUILLON_RETCODE_BUFFER_SIZE;
@@ -48,20 +47,6 @@ std::string model_of(const Pieces &pieces)
         return out + ring.substr(0, count) + kClosedReport;
     return out + "QUILLON_readOutput:The code generation from quillon returned " +
            (ring[sizeof kNeedle - 1] == '0' ? "1\n" : "0\n");
-}
-
-/** What an operation writes to the standard output stream. */
-template <class Operation>
-std::string printed_by(Operation operation)
-{
-    char *text = nullptr;
-    std::size_t size = 0;
-    FILE *before = std::exchange(stdout, open_memstream(&text, &size));
-    operation();
-    std::fclose(std::exchange(stdout, before));
-    std::string printed(text, size);
-    std::free(text);
-    return printed;
 }
 
 /** What the relay prints, at the local level, for these pieces of what it receives. */
@@ -171,9 +156,9 @@ TEST(Relay, HoldsTheClosingLineBack)
          255,
          "C\node generator returned 0" + zeros(1) + kClosedReport},
         {{"x" + kLong + kLine}, 255, kLong + "x\nCode generator returned 0" + kClosedReport},
-        {{"Hello\n", "", Ending::Reset}, 255, kResetReport + "Hello\n" + kClosedReport},
-        {{"", "", Ending::Reset}, 255, kResetReport + kClosedReport},
-        {{"Hello\n" + kLine, "", Ending::Reset}, 0, "Hello\n" + kResetReport},
+        {{"Hello\n", "", true}, 255, kResetReport + "Hello\n" + kClosedReport},
+        {{"", "", true}, 255, kResetReport + kClosedReport},
+        {{"Hello\n" + kLine, "", true}, 0, "Hello\n" + kResetReport},
     };
     for (const auto &[script, status, out] : kCases) {
         test::ScriptedServer server(script);
@@ -184,6 +169,82 @@ TEST(Relay, HoldsTheClosingLineBack)
         EXPECT_EQ(outcome.err, "");
         EXPECT_EQ(server.received(), test::request({}));
     }
+}
+
+TEST(Relay, ReportsOutputThatIsLost)
+{
+    const auto with_full_output = [] {
+        return dup2(open("/dev/full", O_WRONLY | O_CLOEXEC), 1) == 1;
+    };
+    const auto without_output = [] { return close(1) == 0; };
+    const auto with_nothing_open = [] { return close(0) == 0 && close(1) == 0 && close(2) == 0; };
+    const std::string kFull = "main:OS write() failure, error 0X1C: No space left on device\n";
+    const std::string kUnwritable = "main:OS write() failure, error 0X9: Bad file descriptor\n";
+    const std::string kMuch(32768, 'x'); // more than a buffer
+    // What the launcher prints to; what it has to print; its status and its report.
+    const std::tuple<std::function<bool()>, std::string, int, std::string> kCases[] = {
+        {with_full_output, "Hello\n", 255, kFull},
+        {with_full_output, kMuch, 255, kFull},
+        {with_full_output, "", 0, ""},
+        {without_output, "Hello\n", 255, kUnwritable},
+        {without_output, kMuch, 255, kUnwritable},
+        {without_output, "", 0, ""},
+        {with_nothing_open, "Hello\n", 255, ""},
+    };
+    for (const auto &[in_child, printed, status, err] : kCases) {
+        SCOPED_TRACE(printed.substr(0, 10) + "|" + err);
+        test::ScriptedServer server({printed + kLine});
+        const test::Outcome outcome =
+            test::run(test::launcher(QUILLON, server.port(), {"a"}, in_child));
+        EXPECT_EQ(outcome.status, status);
+        EXPECT_EQ(outcome.err, err);
+        // Above all nothing of the output, which flows back when the connection is descriptor 1.
+        EXPECT_EQ(server.received(), test::request({"a"}));
+    }
+    for (const std::string question : {"-n_help", "-n_version"}) {
+        const test::Outcome full =
+            test::run({.arguments = {QUILLON, question}, .in_child = with_full_output});
+        EXPECT_EQ(full.status, 255) << question;
+        EXPECT_EQ(full.err, kFull) << question;
+    }
+}
+
+TEST(Relay, EndsAsPipelinesDoWhenItsReaderGoes)
+{
+    const std::tuple<sighandler_t, int, const char *> kCases[] = {
+        {SIG_DFL, 128 + SIGPIPE, ""},
+        {SIG_IGN, 255, "main:OS write() failure, error 0X20: Broken pipe\n"},
+    };
+    for (const auto &[action, status, err] : kCases) {
+        test::ScriptedServer server({std::string(1U << 20, 'x'), kLine});
+        int ends[2];
+        ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+        test::Process process(
+            test::launcher(QUILLON, server.port(), {}, [&disposition = action, &ends] {
+                return signal(SIGPIPE, disposition) != SIG_ERR && dup2(ends[1], 1) == 1;
+            }));
+        close(ends[1]);
+        char byte;
+        EXPECT_EQ(read(ends[0], &byte, 1), 1);
+        close(ends[0]);
+        const test::Outcome outcome = process.finish();
+        EXPECT_EQ(outcome.status, status);
+        EXPECT_EQ(outcome.err, err);
+        EXPECT_EQ(server.received(), test::request({}));
+    }
+}
+
+TEST(Launcher, LoadsTheCLibraryAlone)
+{
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "sanitizers bring libraries of their own";
+#endif
+    // But for that of mathematics, the loader, and the system's own with BUILD_SHARED_LIBS.
+    const char *script =
+        "readelf -dW \"$0\" | grep NEEDED | grep -v -e libm.so -e ld-linux -e libwolkcore.so";
+    const test::Outcome outcome = test::run({.arguments = {"sh", "-c", script, QUILLON}});
+    EXPECT_TRUE(outcome.out.ends_with("[libc.so.6]\n")) << outcome.out << outcome.err;
+    EXPECT_EQ(outcome.out.find('\n'), outcome.out.size() - 1) << outcome.out;
 }
 
 } // namespace

@@ -4,24 +4,16 @@
 
 #include "tests/support/Process.hpp"
 
-#include <netinet/in.h>
 #include <thread>
 
 namespace test {
 
-/** How a connection ends. Whatever the launcher sends until then is kept. */
-enum class Ending {
-    Close,   /**< ends the stream, and waits for the launcher to close */
-    Reset,   /**< when all that was sent has arrived */
-    Abandon, /**< closes at once, without a look at the request */
-};
-
-/** What one launcher gets. */
+/** What one launcher gets. Whatever it sends until the end is kept. */
 struct Script
 {
     std::string text = {};
     std::string later = {}; /**< follows in a receive call of its own */
-    Ending ending = Ending::Close;
+    bool reset = false;     /**< at its end; else the launcher is to close first */
 };
 
 /** Listens on 127.0.0.1 until the script is played to one launcher. */
@@ -46,8 +38,6 @@ private:
     std::string m_received;
     std::thread m_thread;
 };
-
-sockaddr_in loopback(int port);
 
 /**
  * A launcher at a port, with more arguments. Its class path is too long for a VM to be started, so

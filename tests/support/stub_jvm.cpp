@@ -6,11 +6,10 @@
  *     env-with-error  the creation gives an environment, and yet an error
  *     no-class        there is no main class
  *     no-method       it has no main method
- *     server          main answers two requests on the port it was given
  *
- * In every other mode main returns at once. What the launcher has no business to call is null.
+ * In every other mode main is there, and returns at once. What the launcher has no business to call
+ * is null.
  */
-#include <arpa/inet.h>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -20,13 +19,10 @@
 #include <jni.h>
 #include <string>
 #include <string_view>
-#include <sys/socket.h>
-#include <unistd.h>
 
 namespace {
 
 std::deque<std::string> g_objects;
-std::string g_port;
 
 bool mode_is(std::string_view mode)
 {
@@ -58,35 +54,6 @@ const char *text_of(const void *handle)
     return handle != nullptr ? static_cast<const std::string *>(handle)->c_str() : "null";
 }
 
-void answer(int listener)
-{
-    const int client = accept(listener, nullptr, nullptr);
-    char byte = 1;
-    while (read(client, &byte, 1) == 1 && byte != '\0') {
-    }
-    constexpr std::string_view kReply = "served\nCode generator returned 0\n";
-    send(client, kReply.data(), kReply.size(), MSG_NOSIGNAL);
-    close(client);
-}
-
-void serve()
-{
-    alarm(60); // no server outlives a test that forgot it
-    const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const int on = 1;
-    setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<std::uint16_t>(std::stoi(g_port)));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (bind(listener, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 ||
-        listen(listener, 1) != 0)
-        return;
-    answer(listener);
-    answer(listener);
-    close(listener);
-}
-
 jclass find_class(JNIEnv *, const char *name)
 {
     record("FindClass %s\n", name);
@@ -115,16 +82,12 @@ jstring new_string_utf(JNIEnv *, const char *text)
 void set_object_array_element(JNIEnv *, jobjectArray array, jsize index, jobject element)
 {
     record("SetObjectArrayElement %s %d %s\n", text_of(array), index, text_of(element));
-    if (index == 2)
-        g_port = text_of(element);
 }
 
 void call_static_void_method_v(JNIEnv *, jclass type, jmethodID method, va_list arguments)
 {
     record("CallStaticVoidMethod %s %s %s\n", text_of(type), text_of(method),
            text_of(va_arg(arguments, jobject)));
-    if (mode_is("server"))
-        serve();
 }
 
 JNINativeInterface_ g_native = {};
