@@ -110,7 +110,8 @@ class Bench:
                         "-DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST"],
                        check=True, stdout=subprocess.DEVNULL)
         self.make([])
-        self.tests = [path.name for path in sorted((self.build / "tests").glob("*_test"))]
+        self.tests = [f"{path.parent.name}_{path.stem}"  # those of today, whatever else was built
+                      for path in sorted((ROOT / "tests").glob("*/*_test.cpp"))]
         self.seconds = {}
 
     def put(self, name, content):
