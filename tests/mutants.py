@@ -26,8 +26,7 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 FOLDERS = ["log", "osapi", "koba", "xml", "dds", "launcher"]
 GOAL = 95
 SANDBOX = ["unshare", "--map-root-user", "--mount", "--pid", "--fork", "--mount-proc", "sh", "-c",
-           "mount --bind / / && mount -o remount,ro,bind / && mount -t tmpfs none /tmp &&"
-           " exec \"$@\"", "sh"]
+           "mount -o remount,ro,bind / && mount -t tmpfs none /tmp && exec \"$@\"", "sh"]
 
 TURNED = {"<": "<=", "<=": "<", ">": ">=", ">=": ">", "==": "!=", "!=": "==", "&&": "||",
           "||": "&&", "+": "-", "-": "+", "+=": "-=", "-=": "+=", "true": "false",
