@@ -1,6 +1,5 @@
 #include "dds/XmlHelper.h"
 #include "dds/XmlObject.h"
-#include "tests/dds/result_of.hpp"
 #include "tests/support/LogCapture.hpp"
 
 #include <gtest/gtest.h>
@@ -99,36 +98,38 @@ TEST_F(XmlTree, TellsWhatIsMissing)
     ZOVXMLObject object = {};
     ZOVXMLSaveContext context = {};
     Lines expected;
-#define LACKS_AS(CONTEXT, WORD, OPERATION, ...)                                                    \
-    EXPECT_FALSE(result_of([&] { return DDS_XMLObject_##OPERATION(__VA_ARGS__); }));               \
+#define LACKS_AS(CONTEXT, WORD, RESULT)                                                            \
+    EXPECT_FALSE(RESULT);                                                                          \
     expected.push_back("DDS_XMLObject_" #CONTEXT ":bad parameter: " WORD "\n");
-#define LACKS(WORD, OPERATION, ...) LACKS_AS(OPERATION, WORD, OPERATION, __VA_ARGS__)
-#define GET(OPERATION) LACKS("self", OPERATION, nullptr)
+#define LACKS(WORD, OPERATION, ...)                                                                \
+    LACKS_AS(OPERATION, WORD, DDS_XMLObject_##OPERATION(__VA_ARGS__))
+#define IGNORES(WORD, OPERATION, ...)                                                              \
+    LACKS_AS(OPERATION, WORD, (DDS_XMLObject_##OPERATION(__VA_ARGS__), false))
 #define SEARCH(OPERATION, WORD)                                                                    \
     LACKS("self", OPERATION, nullptr, "m") LACKS(WORD, OPERATION, root, nullptr)
-    GET(get_name)
-    GET(get_tag_name)
-    GET(get_fully_qualified_name)
-    GET(get_base)
-    GET(get_parent)
-    GET(get_root)
-    GET(get_first_child)
-    GET(get_last_child)
-    GET(get_next_sibling)
-    GET(get_prev_sibling)
-    GET(finalize)
-    LACKS_AS(get_first_child, "self", get_child_count, nullptr)
+    LACKS("self", get_name, nullptr)
+    LACKS("self", get_tag_name, nullptr)
+    LACKS("self", get_fully_qualified_name, nullptr)
+    LACKS("self", get_base, nullptr)
+    LACKS("self", get_parent, nullptr)
+    LACKS("self", get_root, nullptr)
+    LACKS("self", get_first_child, nullptr)
+    LACKS("self", get_last_child, nullptr)
+    LACKS("self", get_next_sibling, nullptr)
+    LACKS("self", get_prev_sibling, nullptr)
+    LACKS_AS(get_first_child, "self", DDS_XMLObject_get_child_count(nullptr))
     SEARCH(lookup, "name")
     SEARCH(lookup_child, "child_name")
     SEARCH(get_first_child_with_tag, "child_tag_ame")
     SEARCH(get_next_sibling_with_tag, "sibling_tag_name")
     SEARCH(get_prev_sibling_with_tag, "sibling_tag_name")
-    LACKS("self", save, nullptr, &context, nullptr)
-    LACKS("dst", save, root, nullptr, nullptr)
-    LACKS("self", save_children, nullptr, &context)
-    LACKS("dst", save_children, root, nullptr)
     LACKS("self", initialize, nullptr, &kModule, nullptr, "a", nullptr)
     LACKS("extension_class", initialize, &object, nullptr, nullptr, "a", nullptr)
+    IGNORES("self", finalize, nullptr)
+    IGNORES("self", save, nullptr, &context, nullptr)
+    IGNORES("dst", save, root, nullptr, nullptr)
+    IGNORES("self", save_children, nullptr, &context)
+    IGNORES("dst", save_children, root, nullptr)
     EXPECT_EQ(log.take(), expected);
     EXPECT_FALSE(DDS_XMLObject_initialize(&object, &kModule, nullptr, nullptr, nullptr));
     EXPECT_FALSE(DDS_XMLObject_initialize(&object, &kModule, nullptr, "a", "nowhere"));
