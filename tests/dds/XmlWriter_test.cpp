@@ -48,6 +48,14 @@ using namespace std::string_literals;
 
 using Document = std::function<void(ZOVXMLSaveContext &)>;
 
+Document printed(const std::string &text)
+{
+    return [pieces = pieces_of(text)](ZOVXMLSaveContext &context) {
+        for (const std::string &piece : pieces)
+            print(context, piece);
+    };
+}
+
 std::string text_of(const ZOVXMLSaveContext &context)
 {
     return " length " + std::to_string(context.length) + " error " + std::to_string(context.error) +
@@ -175,10 +183,11 @@ TEST(XmlWriter, WritesWhatPrintingEachPieceWould)
                 DDS_Duration_save("duration", &duration, &context);
             DDS_XMLHelper_save_tag("all", DDS_XML_TAG_CLOSE_BLOCK, &context);
         },
-        [pieces = pieces_of(kWritten)](ZOVXMLSaveContext &context) {
-            for (const std::string &piece : pieces)
-                print(context, piece);
-        });
+        printed(kWritten));
+    // At the end of the count an indentation is an error, and would hide whether a text is one.
+    expect_same(
+        [](ZOVXMLSaveContext &context) { DDS_XMLHelper_save_string("s", "abc&def", &context); },
+        printed("<s>abc&amp;def</s>\n"));
 }
 
 } // namespace

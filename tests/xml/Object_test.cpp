@@ -178,18 +178,31 @@ std::string add_children()
 
 TEST(XmlObject, FailuresLeaveNothingBehind)
 {
-    const auto fails = [](const std::string &report) {
-        return test::Expected{"1 children", {test::kBelow, "ZOVXMLObject_" + report + "\n"}};
+    const auto fails = [](const std::string &report, const char *result = "1 children") {
+        return test::Expected{result, {test::kBelow, "ZOVXMLObject_" + report + "\n"}};
     };
+    const std::string no_string = "initialize:no space on heap for string of ";
     // A child takes 21 for its list of children and two for its names, the second a node at last.
     test::Faults faults = {{"calloc", fails("initialize:!create skiplist description")}};
     for (const std::string call : {"calloc 22", "calloc 45"})
-        faults[call] = fails("initialize:no space on heap for string of 5 characters");
+        faults[call] = fails(no_string + "5 characters");
     for (const std::string call : {"calloc 23", "calloc 46"})
-        faults[call] = fails("initialize:no space on heap for string of 7 characters");
+        faults[call] = fails(no_string + "7 characters");
     for (const std::string call : {"calloc 47", "calloc 48", "calloc 49"})
         faults[call] = fails("addChild:!add XML object");
     test::for_each_fault(add_children, {"2 children"}, faults);
+    test::for_each_fault(
+        [] {
+            ZOVXMLObject root = {};
+            const ZOVBool is_there =
+                ZOVXMLObject_initialize(&root, &kModule, nullptr, "root", nullptr);
+            ZOVXMLObject_finalize(&root);
+            return test::text_of(is_there);
+        },
+        {"true"},
+        {{"calloc", fails("initialize:!create skiplist description", "false")},
+         {"calloc 22", fails(no_string + "4 characters", "false")},
+         {"calloc 23", fails(no_string + "0 characters", "false")}});
 }
 
 } // namespace
