@@ -172,6 +172,7 @@ TEST(XmlWriter, WritesWhatPrintingEachPieceWould)
             DDS_XMLHelper_save_string("empty", "", &context);
             DDS_XMLHelper_save_string("null", nullptr, &context);
             DDS_XMLHelper_save_freeform(&context, "<!-- %s %d%% -->\n", "free", 5);
+            DDS_XMLHelper_save_freeform(&context, "%s", ""); // nothing is no error
             DDS_XMLHelper_save_sequence_number("number", &number, &context);
             DDS_XMLHelper_save_long_seq("longs", &longs, &context);
             DDS_XMLHelper_save_string_seq("strings", &strings, &context);
