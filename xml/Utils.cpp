@@ -44,7 +44,7 @@ int32_t ZOVXMLHelper_getAttributeCount(const char **list)
 
 ZOVBool ZOVXMLHelper_isspace(int c)
 {
-    return c >= -1 && c <= 255 && KOBAString_isspace(c);
+    return KOBAString_isspace(c);
 }
 
 char *ZOVXMLHelper_strTrim(char *text)

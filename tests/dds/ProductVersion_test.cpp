@@ -4,33 +4,24 @@
 
 namespace {
 
-TEST(ProductVersion, Records)
+TEST(ProductVersion, RecordsAndTexts)
 {
     for (const auto *library :
          {WOLK_Config_Version_get_api_version(), WOLK_Config_Version_get_core_version(),
-          VERSLibraryVersion_getCoreVersion()}) {
-        EXPECT_EQ(library->major, 1);
-        EXPECT_EQ(library->minor, 8);
-        EXPECT_EQ(library->release, 'a');
-        EXPECT_EQ(library->build, 0);
-    }
+          VERSLibraryVersion_getCoreVersion()})
+        EXPECT_TRUE(library->major == 1 && library->minor == 8 && library->release == 'a' &&
+                    library->build == 0);
     char text[DDS_PRODUCT_VERSION_STRING_SIZE];
     EXPECT_EQ(DDS_ProductVersion_to_string(WOLK_Config_Version_get_product_version(), text), 1);
     EXPECT_STREQ(text, "5.3.0.0");
     const DDS_ProductVersion_t longest = {-128, -128, -128, -128};
     DDS_ProductVersion_to_string(&longest, text);
     EXPECT_STREQ(text, "-128.-128.-128.-128");
-}
-
-TEST(ProductVersion, BuildStrings)
-{
-    EXPECT_STREQ(WOLK_Config_Version_get_core_build_number_string(),
-                 "WOLKCORE_BUILD_5.3.0.0_20170622T204835Z_ZOV_REL");
-    EXPECT_STREQ(WOLK_Config_Version_get_C_build_number_string(),
-                 "WOLKC_BUILD_5.3.0.0_20170622T204835Z_ZOV_REL");
-    EXPECT_STREQ(WOLK_Config_Version_to_string(),
-                 "WOLKCORE_BUILD_5.3.0.0_20170622T204835Z_ZOV_REL\n"
-                 "WOLKC_BUILD_5.3.0.0_20170622T204835Z_ZOV_REL");
+    const std::string core = "WOLKCORE_BUILD_5.3.0.0_20170622T204835Z_ZOV_REL";
+    const std::string api = "WOLKC_BUILD_5.3.0.0_20170622T204835Z_ZOV_REL";
+    EXPECT_EQ(WOLK_Config_Version_get_core_build_number_string(), core);
+    EXPECT_EQ(WOLK_Config_Version_get_C_build_number_string(), api);
+    EXPECT_EQ(WOLK_Config_Version_to_string(), core + "\n" + api);
     EXPECT_STREQ(VERSLibraryVersion_coreVersionToString(), "wolkcore1.8a.rev0");
 }
 

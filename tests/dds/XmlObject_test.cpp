@@ -3,7 +3,6 @@
 #include "tests/support/LogCapture.hpp"
 
 #include <gtest/gtest.h>
-#include <vector>
 
 using test::Lines;
 using test::LogCapture;
@@ -30,12 +29,6 @@ const ZOVXMLExtensionClass kNotSaved = {"struct", delete_object, nullptr};
 class XmlTree : public testing::Test
 {
 protected:
-    XmlTree()
-        : root(make(nullptr, "root", kModule)), module(make(root, "m", kModule)),
-          base(make(module, "Base", kStruct)), derived(make(module, "Derived", kStruct, "Base")),
-          last(make(root, "last", kNotSaved))
-    {
-    }
     ~XmlTree() override { delete_object(root); }
 
     static ZOVXMLObject *make(ZOVXMLObject *parent, const char *name,
@@ -48,32 +41,55 @@ protected:
     }
 
     LogCapture log;
-    ZOVXMLObject *root;
-    ZOVXMLObject *module;
-    ZOVXMLObject *base;
-    ZOVXMLObject *derived;
-    ZOVXMLObject *last;
+    ZOVXMLObject *root = make(nullptr, "root", kModule);
+    ZOVXMLObject *module = make(root, "m", kModule);
+    ZOVXMLObject *base = make(module, "Base", kStruct);
+    ZOVXMLObject *derived = make(module, "Derived", kStruct, "Base");
+    ZOVXMLObject *last = make(root, "last", kNotSaved);
 };
 
-TEST_F(XmlTree, IsReadThroughTheChecks)
+/**
+ * What an object is, the names of its parent, root, base, first and last child, previous and next
+ * sibling, and of the first child, the next and the previous sibling that is a module or a struct.
+ */
+std::string place_of(ZOVXMLObject *object)
 {
-    EXPECT_STREQ(DDS_XMLObject_get_name(base), "Base");
-    EXPECT_STREQ(DDS_XMLObject_get_tag_name(base), "struct");
-    EXPECT_STREQ(DDS_XMLObject_get_fully_qualified_name(base), "::m::Base");
-    EXPECT_EQ(DDS_XMLObject_get_base(derived), base);
-    EXPECT_EQ(DDS_XMLObject_get_parent(base), module);
-    EXPECT_EQ(DDS_XMLObject_get_root(base), root);
-    EXPECT_EQ(DDS_XMLObject_get_first_child(root), module);
-    EXPECT_EQ(DDS_XMLObject_get_last_child(root), last);
-    EXPECT_EQ(DDS_XMLObject_get_next_sibling(module), last);
-    EXPECT_EQ(DDS_XMLObject_get_prev_sibling(last), module);
-    EXPECT_EQ(DDS_XMLObject_get_child_count(module), 2);
+    std::string text = std::string(DDS_XMLObject_get_tag_name(object)) + " " +
+                       DDS_XMLObject_get_fully_qualified_name(object) + " of " +
+                       std::to_string(DDS_XMLObject_get_child_count(object)) + ":";
+    const auto add = [&text](ZOVXMLObject *other) {
+        text += std::string(" ") + (other == nullptr ? "-" : DDS_XMLObject_get_name(other));
+    };
+    for (const auto get : {DDS_XMLObject_get_parent, DDS_XMLObject_get_root, DDS_XMLObject_get_base,
+                           DDS_XMLObject_get_first_child, DDS_XMLObject_get_last_child,
+                           DDS_XMLObject_get_prev_sibling, DDS_XMLObject_get_next_sibling})
+        add(get(object));
+    for (const auto get :
+         {DDS_XMLObject_get_first_child_with_tag, DDS_XMLObject_get_next_sibling_with_tag,
+          DDS_XMLObject_get_prev_sibling_with_tag})
+        for (const char *tag : {"module", "struct"})
+            add(get(object, tag));
+    return text;
+}
+
+TEST_F(XmlTree, KnowsThePlaceOfEachObject)
+{
+    ZOVXMLObject *archive = make(module, "archive", kModule);
+    const std::pair<ZOVXMLObject *, const char *> places[] = {
+        {root, "module  of 2: - root - m last - - m last - - - -"},
+        {module, "module ::m of 3: root root - Base archive - last archive Base - last - -"},
+        {base, "struct ::m::Base of 0: m root - - - - Derived - - archive Derived - -"},
+        {derived, "struct ::m::Derived of 0: m root Base - - Base archive - - archive - - Base"},
+        {archive, "module ::m::archive of 0: m root - - - Derived - - - - - - Derived"},
+        {last, "struct ::last of 0: root root - - - m - - - - - m -"},
+    };
+    EXPECT_TRUE(DDS_XMLObject_initialize(derived, &kModule, nullptr, "only once", nullptr));
+    for (const auto &[object, place] : places)
+        EXPECT_EQ(place_of(object), place);
+    EXPECT_EQ(ZOVXMLObject_getExtensionClass(derived), &kStruct);
     EXPECT_EQ(DDS_XMLObject_lookup(base, "last"), last);
     EXPECT_EQ(DDS_XMLObject_lookup_child(root, "last"), last);
     EXPECT_EQ(DDS_XMLObject_lookup_child(base, "last"), nullptr);
-    EXPECT_EQ(DDS_XMLObject_get_first_child_with_tag(root, "struct"), last);
-    EXPECT_EQ(DDS_XMLObject_get_next_sibling_with_tag(base, "struct"), derived);
-    EXPECT_EQ(DDS_XMLObject_get_prev_sibling_with_tag(derived, "struct"), base);
     EXPECT_EQ(log.lines(), Lines());
 }
 
@@ -81,48 +97,48 @@ TEST_F(XmlTree, TellsWhatIsMissing)
 {
     ZOVXMLObject object = {};
     ZOVXMLSaveContext context = {};
-    EXPECT_FALSE(DDS_XMLObject_initialize(nullptr, &kModule, nullptr, "a", nullptr));
-    EXPECT_FALSE(DDS_XMLObject_initialize(&object, nullptr, nullptr, "a", nullptr));
-    EXPECT_FALSE(DDS_XMLObject_initialize(&object, &kModule, nullptr, "a", "nowhere"));
-    DDS_XMLObject_finalize(nullptr);
-    EXPECT_EQ(DDS_XMLObject_get_name(nullptr), nullptr);
-    EXPECT_EQ(DDS_XMLObject_get_root(nullptr), nullptr);
-    EXPECT_EQ(DDS_XMLObject_get_child_count(nullptr), 0);
-    EXPECT_EQ(DDS_XMLObject_lookup(nullptr, "a"), nullptr);
-    EXPECT_EQ(DDS_XMLObject_lookup(root, nullptr), nullptr);
-    EXPECT_EQ(DDS_XMLObject_lookup_child(root, nullptr), nullptr);
-    EXPECT_EQ(DDS_XMLObject_get_first_child_with_tag(root, nullptr), nullptr);
-    EXPECT_EQ(DDS_XMLObject_get_next_sibling_with_tag(root, nullptr), nullptr);
-    EXPECT_EQ(DDS_XMLObject_get_prev_sibling_with_tag(root, nullptr), nullptr);
-    DDS_XMLObject_save(root, nullptr, nullptr);
-    DDS_XMLObject_save_children(nullptr, &context);
-    DDS_XMLObject_save_children(root, nullptr);
-    const Lines reports = {
-        "initialize:bad parameter: self",
-        "initialize:bad parameter: extension_class",
-        "ZOVXMLObject_initialize:base 'nowhere' not found",
-        "initialize:!init XML object",
-        "finalize:bad parameter: self",
-        "get_name:bad parameter: self",
-        "get_root:bad parameter: self",
-        "get_first_child:bad parameter: self",
-        "lookup:bad parameter: self",
-        "lookup:bad parameter: name",
-        "lookup_child:bad parameter: child_name",
-        "get_first_child_with_tag:bad parameter: child_tag_ame",
-        "get_next_sibling_with_tag:bad parameter: sibling_tag_name",
-        "get_prev_sibling_with_tag:bad parameter: sibling_tag_name",
-        "save:bad parameter: dst",
-        "save_children:bad parameter: self",
-        "save_children:bad parameter: dst",
-    };
     Lines expected;
-    for (const std::string &report : reports)
-        expected.push_back((report[0] == 'Z' ? "" : "DDS_XMLObject_") + report + "\n");
-    EXPECT_EQ(log.lines(), expected);
+#define LACKS_AS(CONTEXT, WORD, RESULT)                                                            \
+    EXPECT_FALSE(RESULT);                                                                          \
+    expected.push_back("DDS_XMLObject_" #CONTEXT ":bad parameter: " WORD "\n");
+#define LACKS(WORD, OPERATION, ...)                                                                \
+    LACKS_AS(OPERATION, WORD, DDS_XMLObject_##OPERATION(__VA_ARGS__))
+#define IGNORES(WORD, OPERATION, ...)                                                              \
+    LACKS_AS(OPERATION, WORD, (DDS_XMLObject_##OPERATION(__VA_ARGS__), false))
+#define SEARCH(OPERATION, WORD)                                                                    \
+    LACKS("self", OPERATION, nullptr, "m") LACKS(WORD, OPERATION, root, nullptr)
+    LACKS("self", get_name, nullptr)
+    LACKS("self", get_tag_name, nullptr)
+    LACKS("self", get_fully_qualified_name, nullptr)
+    LACKS("self", get_base, nullptr)
+    LACKS("self", get_parent, nullptr)
+    LACKS("self", get_root, nullptr)
+    LACKS("self", get_first_child, nullptr)
+    LACKS("self", get_last_child, nullptr)
+    LACKS("self", get_next_sibling, nullptr)
+    LACKS("self", get_prev_sibling, nullptr)
+    LACKS_AS(get_first_child, "self", DDS_XMLObject_get_child_count(nullptr))
+    SEARCH(lookup, "name")
+    SEARCH(lookup_child, "child_name")
+    SEARCH(get_first_child_with_tag, "child_tag_ame")
+    SEARCH(get_next_sibling_with_tag, "sibling_tag_name")
+    SEARCH(get_prev_sibling_with_tag, "sibling_tag_name")
+    LACKS("self", initialize, nullptr, &kModule, nullptr, "a", nullptr)
+    LACKS("extension_class", initialize, &object, nullptr, nullptr, "a", nullptr)
+    IGNORES("self", finalize, nullptr)
+    IGNORES("self", save, nullptr, &context, nullptr)
+    IGNORES("dst", save, root, nullptr, nullptr)
+    IGNORES("self", save_children, nullptr, &context)
+    IGNORES("dst", save_children, root, nullptr)
+    EXPECT_EQ(log.take(), expected);
+    EXPECT_FALSE(DDS_XMLObject_initialize(&object, &kModule, nullptr, nullptr, nullptr));
+    EXPECT_FALSE(DDS_XMLObject_initialize(&object, &kModule, nullptr, "a", "nowhere"));
+    EXPECT_EQ(log.take(), Lines({"DDS_XMLObject_initialize:!init XML object\n",
+                                 "ZOVXMLObject_initialize:base 'nowhere' not found\n",
+                                 "DDS_XMLObject_initialize:!init XML object\n"}));
 }
 
-TEST_F(XmlTree, IsSavedByItsClasses)
+TEST_F(XmlTree, IsSavedByItsClassesAndPrinted)
 {
     char text[100];
     ZOVXMLSaveContext context = {};
@@ -135,6 +151,20 @@ TEST_F(XmlTree, IsSavedByItsClasses)
     base->isNotSaved = ZOV_TRUE;
     DDS_XMLObject_save(root, &context, nullptr);
     EXPECT_STREQ(text, "0root 1m 2Derived ");
+    testing::internal::CaptureStdout();
+    DDS_XMLHelper_print_xml_tree(root, 1);
+    EXPECT_EQ("\n" + testing::internal::GetCapturedStdout(), R"(
+  <module name="root">
+    <module name="m">
+      <struct name="Base">
+      </struct>
+      <struct name="Derived">
+      </struct>
+    </module>
+    <struct name="last">
+    </struct>
+  </module>
+)");
 }
 
 TEST_F(XmlTree, FindsChildrenBasesAndTypes)
@@ -147,41 +177,20 @@ TEST_F(XmlTree, FindsChildrenBasesAndTypes)
     EXPECT_FALSE(DDS_XMLHelper_is_parent_and_child(root, base));
     EXPECT_FALSE(DDS_XMLHelper_is_parent_and_child(module, root));
     EXPECT_STREQ(DDS_XMLHelper_get_qualified_base_name(derived), "m::Base");
+    EXPECT_STREQ(DDS_XMLHelper_get_qualified_base_name(make(base, "Inner", kStruct, "::root")), "");
     EXPECT_EQ(DDS_XMLHelper_get_qualified_base_name(base), nullptr);
-    static const ZOVXMLExtensionClass tags[] = {{"struct", delete_object, nullptr},
-                                                {"union", delete_object, nullptr},
-                                                {"enum", delete_object, nullptr},
-                                                {"valuetype", delete_object, nullptr},
-                                                {"sparse_valuetype", delete_object, nullptr}};
-    for (const ZOVXMLExtensionClass &tag : tags) {
-        ZOVXMLObject *type = make(module, tag.tagName, tag);
-        EXPECT_EQ(DDS_XMLHelper_lookupXmlTypeCode(root, tag.tagName), type);
-        EXPECT_EQ(DDS_XMLHelper_lookupXmlTypeCode(root, ("m::" + std::string(tag.tagName)).c_str()),
-                  type);
+    for (const char *name : {"struct", "union", "enum", "valuetype", "sparse_valuetype"}) {
+        const ZOVXMLExtensionClass tag = {name, delete_object, nullptr};
+        ZOVXMLObject *type = make(module, name, tag);
+        EXPECT_EQ(DDS_XMLHelper_lookupXmlTypeCode(root, name), type);
+        EXPECT_EQ(DDS_XMLHelper_lookupXmlTypeCode(root, ("m::" + std::string(name)).c_str()), type);
+        type->extensionClass = &kNotSaved;
     }
-    EXPECT_EQ(DDS_XMLHelper_lookupXmlTypeCode(root, nullptr), nullptr);
-    EXPECT_EQ(log.lines(), Lines());
-    EXPECT_EQ(DDS_XMLHelper_lookupXmlTypeCode(root, "Nobody"), nullptr);
-    EXPECT_EQ(DDS_XMLHelper_lookupXmlTypeCode(root, "m"), nullptr);
+    for (const char *name : {static_cast<const char *>(nullptr), "Nobody", "m"})
+        EXPECT_EQ(DDS_XMLHelper_lookupXmlTypeCode(root, name), nullptr);
     EXPECT_EQ(log.lines(), Lines({"DDS_XMLHelper_lookupXmlTypeCode:!get XMLTypeCode\n",
                                   "DDS_XMLHelper_lookupXmlTypeCode: Type element with name \"m\" "
                                   "is not a type definition"}));
-}
-
-TEST_F(XmlTree, IsPrinted)
-{
-    testing::internal::CaptureStdout();
-    DDS_XMLHelper_print_xml_tree(root, 1);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "  <module name=\"root\">\n"
-                                                      "    <module name=\"m\">\n"
-                                                      "      <struct name=\"Base\">\n"
-                                                      "      </struct>\n"
-                                                      "      <struct name=\"Derived\">\n"
-                                                      "      </struct>\n"
-                                                      "    </module>\n"
-                                                      "    <struct name=\"last\">\n"
-                                                      "    </struct>\n"
-                                                      "  </module>\n");
 }
 
 } // namespace

@@ -29,22 +29,20 @@
     OPERATION(S, ensure_length, ensure_length, 1, 1)                                               \
     OPERATION(S, get, get, 0)                                                                      \
     OPERATION(S, get_reference, get_reference, 0)                                                  \
-    OPERATION(S, loan_contiguous, loan_contiguous, s.array.elements, 1, 1)                         \
-    OPERATION(S, loan_discontiguous, loan_discontiguous, s.array.pointers, 1, 1)                   \
+    OPERATION(S, loan_contiguous, loan_contiguous, array.elements, 1, 1)                           \
+    OPERATION(S, loan_discontiguous, loan_discontiguous, array.pointers, 1, 1)                     \
     OPERATION(S, unloan, unloan)                                                                   \
-    OPERATION(S, copy_no_alloc, copy_no_alloc, &s.three)                                           \
-    OPERATION(S, copy_no_allocI, copy_no_allocI, &s.three)                                         \
-    OPERATION(S, copy, copy, &s.three)                                                             \
-    OPERATION(S, from_array, from_array, s.array.elements, 1)                                      \
-    OPERATION(S, to_array, to_array, s.array.elements, 1)                                          \
+    OPERATION(S, copy_no_alloc, copy_no_alloc, &three)                                             \
+    OPERATION(S, copy_no_allocI, copy_no_allocI, &three)                                           \
+    OPERATION(S, copy, copy, &three)                                                               \
+    OPERATION(S, from_array, from_array, array.elements, 1)                                        \
+    OPERATION(S, to_array, to_array, array.elements, 1)                                            \
     OPERATION(S, set_read_tokenI, set_read_tokenI, nullptr, nullptr)                               \
-    OPERATION(S, get_read_tokenI, get_read_tokenI, &s.token, &s.token)                             \
-    OPERATION(S, get_element_allocation_params, get_element_allocation_params, &s.allocation)      \
-    OPERATION(S, set_element_allocation_params, set_element_allocation_params, &s.allocation)      \
-    OPERATION(S, get_element_deallocation_params, set_element_deallocation_params,                 \
-              &s.deallocation)                                                                     \
-    OPERATION(S, set_element_deallocation_params, set_element_deallocation_params,                 \
-              &s.deallocation)                                                                     \
+    OPERATION(S, get_read_tokenI, get_read_tokenI, &token, &token)                                 \
+    OPERATION(S, get_element_allocation_params, get_element_allocation_params, &allocation)        \
+    OPERATION(S, set_element_allocation_params, set_element_allocation_params, &allocation)        \
+    OPERATION(S, get_element_deallocation_params, set_element_deallocation_params, &deallocation)  \
+    OPERATION(S, set_element_deallocation_params, set_element_deallocation_params, &deallocation)  \
     OPERATION(S, set_element_pointers_allocation)                                                  \
     OPERATION(S, get_element_pointers_allocation)
 

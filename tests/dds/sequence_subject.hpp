@@ -6,12 +6,9 @@
 #include "tests/dds/sequence_model.hpp"
 
 #include <tuple>
-#include <utility>
 
 constexpr int kMost = 12;
-
-/** What an operation returned, and what it should have. */
-using Results = std::pair<bool, bool>;
+using Numbers = std::vector<int>;
 
 /** A sequence, what it should be, and memory to lend to it. */
 template <class Api>
@@ -21,117 +18,127 @@ struct Subject
     Model model;
     Array<typename Api::Element, kMost> lent;
 
-    static constexpr int kForget = 12; // leaves a record to be used for the first time
-    static constexpr int kLastOperation = 13;
-
-    /** Ownership, slots up to the maximum, and what `get` answers for indices around the length. */
-    using State = std::tuple<bool, std::vector<int>, std::vector<int>>;
+    /** Ownership, slots, what `get` and `get_reference` have for indices around the length. */
+    using State = std::tuple<bool, Numbers, Numbers>;
 
     State is()
     {
-        std::vector<int> slots, elements;
-        const DDS_Long length = Api::get_length(&sequence);
+        Numbers slots, elements;
+        auto **const pointers = Api::get_discontiguous_buffer(&sequence);
         for (DDS_Long i = 0; i < Api::get_maximum(&sequence); ++i)
-            slots.push_back(number_in(i < length ? *Api::get_reference(&sequence, i) : raw(i)));
-        for (DDS_Long i = -1; i <= length; ++i)
+            slots.push_back(number_in(
+                pointers != nullptr ? *pointers[i] : Api::get_contiguous_buffer(&sequence)[i]));
+        for (DDS_Long i = -1; i <= Api::get_length(&sequence); ++i) {
             elements.push_back(number_in(Api::get(&sequence, i)));
+            const auto *slot = Api::get_reference(&sequence, i);
+            elements.push_back(slot != nullptr ? number_in(*slot) : -1);
+        }
         return {Api::has_ownership(&sequence), slots, elements};
     }
     State should_be() const
     {
-        std::vector<int> elements = model.slots;
-        elements.resize(model.length);
-        const int first = model.slots.empty() ? 0 : model.slots[0];
-        elements.insert(elements.begin(), first);
-        elements.push_back(first);
+        Numbers elements;
+        const auto add_no_element = [&] {
+            for (const int number : {model.slots.empty() ? 0 : model.slots[0], -1})
+                elements.push_back(number);
+            for (const std::string operation : {"get", "get_reference"})
+                Model::report(operation + ":!assert index out of bounds");
+        };
+        add_no_element();
+        for (std::size_t i = 0; i < model.length; ++i)
+            elements.insert(elements.end(), 2, model.slots[i]);
+        add_no_element();
         return {model.owned, model.slots, elements};
     }
+};
 
-    Results apply(int operation, const Subject &source, int a, int b, std::vector<int> &numbers)
-    {
-        const auto *const src = &source.sequence;
-        switch (operation) {
-        case 0:
-            return {Api::set_maximum(&sequence, a), model.set_maximum(a)};
-        case 1:
-            return {Api::set_length(&sequence, a), model.set_length(a)};
-        case 2:
-            return {Api::ensure_length(&sequence, a, b), model.ensure_length(a, b)};
-        case 3:
-            return {Api::set_absolute_maximum(&sequence, a + b), model.set_absolute_maximum(a + b)};
-        case 4:
-            return {Api::copy(&sequence, src) == &sequence, model.copy(source.model)};
-        case 5:
-            return {Api::copy_no_alloc(&sequence, src), model.copy_no_alloc(source.model)};
-        case 6:
-            return {Api::copy_no_allocI(&sequence, src), model.copy_no_alloc(source.model)};
-        case 7:
-            return {Api::unloan(&sequence), model.unloan()};
-        case 8:
-        case 9:
-            return loan(operation == 8, a, b, numbers);
-        case 10:
-            return from_array(a, numbers);
-        case 11:
-            return to_array(a, numbers);
-        case kForget:
-            return forget();
-        default:
-            for (std::size_t i = 0; i < model.length; ++i)
-                put(*Api::get_reference(&sequence, static_cast<DDS_Long>(i)),
-                    model.slots[i] = numbers[i]);
-            return {};
-        }
-    }
+/** What an operation returned, and what it should have. */
+using Results = std::pair<bool, bool>;
 
-private:
-    typename Api::Element raw(DDS_Long i)
-    {
-        auto **const pointers = Api::get_discontiguous_buffer(&sequence);
-        return pointers != nullptr ? *pointers[i] : Api::get_contiguous_buffer(&sequence)[i];
-    }
+template <class Api>
+Results lend(Subject<Api> &self, bool by_pointers, int length, int max, Numbers numbers)
+{
+    const bool is_null = numbers[0] < 5;
+    if (self.model.slots.empty())
+        self.lent.fill(numbers);
+    auto *sequence = &self.sequence;
+    auto *elements = is_null ? nullptr : self.lent.elements;
+    auto **pointers = is_null ? nullptr : self.lent.pointers;
+    if (by_pointers)
+        std::ranges::reverse(numbers);
+    return {by_pointers ? Api::loan_discontiguous(sequence, pointers, length, max)
+                        : Api::loan_contiguous(sequence, elements, length, max),
+            self.model.loan(by_pointers ? "loan_discontiguous" : "loan_contiguous",
+                            is_null ? nullptr : &numbers, length, max)};
+}
 
-    Results loan(bool by_pointers, int length, int max, std::vector<int> &numbers)
-    {
-        if (model.slots.empty())
-            lent.fill(numbers);
-        const bool result = by_pointers
-                                ? Api::loan_discontiguous(&sequence, lent.pointers, length, max)
-                                : Api::loan_contiguous(&sequence, lent.elements, length, max);
-        if (by_pointers)
-            std::reverse(numbers.begin(), numbers.end());
-        return {result, model.loan(numbers, length, max)};
-    }
+template <class Api>
+Results copy_array(Subject<Api> &self, bool is_source, int length, Numbers numbers)
+{
+    const bool is_null = numbers[0] < 5;
+    Array<typename Api::Element, kMost> array;
+    array.fill(numbers);
+    auto *elements = is_null ? nullptr : array.elements;
+    auto *expected = is_null ? nullptr : &numbers;
+    const Results results = {is_source ? Api::from_array(&self.sequence, elements, length)
+                                       : Api::to_array(&self.sequence, elements, length),
+                             is_source ? self.model.from_array(expected, length)
+                                       : self.model.to_array(expected, length)};
+    return {results.first && array.numbers() == numbers, results.second};
+}
 
-    Results from_array(int length, std::vector<int> &numbers)
-    {
-        Array<typename Api::Element, kMost> array;
-        array.fill(numbers);
-        const bool result = Api::from_array(&sequence, array.elements, length);
-        numbers.resize(static_cast<std::size_t>(std::max(length, 0)));
-        return {result, length >= 0 && model.copy({.slots = numbers, .length = numbers.size()})};
-    }
+template <class Api>
+Results put_all(Subject<Api> &self, const Numbers &numbers)
+{
+    for (std::size_t i = 0; i < self.model.length; ++i)
+        put(*Api::get_reference(&self.sequence, static_cast<DDS_Long>(i)),
+            self.model.slots[i] = numbers[i]);
+    return {};
+}
 
-    Results to_array(int length, std::vector<int> &numbers)
-    {
-        Array<typename Api::Element, kMost> array;
-        array.fill(numbers);
-        const bool result = Api::to_array(&sequence, array.elements, length);
-        const bool expected = length >= static_cast<int>(model.length);
-        if (expected)
-            std::copy_n(model.slots.begin(), model.length, numbers.begin());
-        return {result && array.numbers() == numbers, expected};
+/** Leaves a record as one that was never used. */
+template <class Api>
+Results forget(Subject<Api> &self)
+{
+    const Results results = {Api::finalize(&self.sequence), self.model.set_maximum(0)};
+    if (results.first) {
+        std::memset(&self.sequence, 0xA5, sizeof self.sequence);
+        self.model = {};
     }
+    return results;
+}
 
-    Results forget()
-    {
-        const bool result = Api::finalize(&sequence), expected = model.owned;
-        if (expected) {
-            std::memset(&sequence, 0xA5, sizeof sequence);
-            model = {};
-        }
-        return {result, expected};
+/** A step that random numbers choose. */
+template <class Api>
+using Step = Results (*)(Subject<Api> &s, const Subject<Api> &from, int a, int b,
+                         const Numbers &numbers);
+#define STEP(...)                                                                                  \
+    [](Subject<Api> &s, const Subject<Api> &from, int a, int b,                                    \
+       const Numbers &numbers) -> Results {                                                        \
+        static_cast<void>(std::tie(from, a, b, numbers));                                          \
+        return __VA_ARGS__;                                                                        \
     }
+#define COMPARED(OPERATION, ...)                                                                   \
+    STEP({Api::OPERATION(&s.sequence __VA_OPT__(, ) __VA_ARGS__), s.model.OPERATION(__VA_ARGS__)})
+#define COPIED(OPERATION)                                                                          \
+    STEP({Api::OPERATION(&s.sequence, &from.sequence) != 0, s.model.OPERATION(from.model)})
+
+template <class Api>
+const Step<Api> kOperations[] = {
+    COMPARED(set_maximum, a),
+    COMPARED(set_length, a),
+    COMPARED(ensure_length, a, b),
+    COMPARED(set_absolute_maximum, a + b),
+    COMPARED(unloan),
+    COPIED(copy),
+    COPIED(copy_no_alloc),
+    COPIED(copy_no_allocI),
+    STEP(lend(s, true, a, b, numbers)),
+    STEP(lend(s, false, a, b, numbers)),
+    STEP(copy_array(s, true, a, numbers)),
+    STEP(copy_array(s, false, a, numbers)),
+    STEP(put_all(s, numbers)),
+    STEP(forget(s)),
 };
 
 #endif

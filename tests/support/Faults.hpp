@@ -102,6 +102,8 @@ struct Expected
 
 /** In an expected line: "OS function() failure, error ...", of the function that failed. */
 inline const std::string kOs = "OS()";
+/** As the first line: what lower layers report before the others is for their own tests. */
+inline const std::string kBelow = "below";
 
 /** By the name of a call, or by that of a function for all its calls not named themselves. */
 using Faults = std::map<std::string, std::optional<Expected>>;
