@@ -14,7 +14,6 @@
 #include <unistd.h>
 #include <vector>
 
-using test::kOs;
 using test::Lines;
 using test::LogCapture;
 using test::os_failure;
@@ -352,6 +351,16 @@ std::string memory_info()
     return text_of(is_known) + (open_files() == before ? "" : ",open");
 }
 
+std::string reading_of(ZOVClock *clock, void (*destroy)(ZOVClock *))
+{
+    if (clock == nullptr)
+        return "null";
+    ZOVNtpTime time;
+    const std::string result = text_of(clock->getTime(clock, &time));
+    destroy(clock);
+    return result;
+}
+
 /** Every operation that asks the platform for something, and what came of it. */
 std::string results_of_all()
 {
@@ -363,6 +372,8 @@ std::string results_of_all()
     note("sleep", text_of(ZOVOsapiThread_sleep(&time)));
     note("time", text_of(ZOVOsapiUtility_getTimeAdv(&time, ZOV_TRUE)));
     note("silent", text_of(ZOVOsapiUtility_getTimeAdv(&time, ZOV_FALSE)));
+    note("system", reading_of(ZOVSystemClock_new(), ZOVSystemClock_delete));
+    note("high", reading_of(ZOVHighResolutionClock_new(), ZOVHighResolutionClock_delete));
     note("monotonic", text_of(ZOVOsapiUtility_gethrtime() != UINT64_MAX));
     ZovOsapiThread_Info info = {};
     note("info", text_of(ZovOsapiThread_InfoGetI(&info)));
@@ -385,19 +396,34 @@ const std::string kUnlockFailure = os_failure("ZOVOsapi_globalUnlock", "ZOVOsapi
 
 TEST(Platform, EveryFailureIsReported)
 {
-    const std::string clean = "sleep:true time:true silent:true monotonic:true info:true 0:99 1:1 "
-                              "2:0 3:0 priority:true0 memory:true alive:true lock:0 unlock:0 ";
+    const std::string clean =
+        "sleep:true time:true silent:true system:true high:true monotonic:true "
+        "info:true 0:99 1:1 2:0 3:0 priority:true0 memory:true alive:true "
+        "lock:0 unlock:0 ";
     const auto but = [&](const std::string &result, const Lines &lines = {}) {
         return test::but(clean, result, lines);
     };
     const std::string unknown = ":" + std::to_string(ZOV_OSAPI_THREAD_PRIORITY_DEFAULT);
     const std::string memory = "ZOVOsapiProcess_getMemoryInfo:";
+    const Lines no_time = said_by("ZOVOsapiUtility_getTimeAdv");
+    const auto no_block = [](std::size_t size, const std::string &line) {
+        return test::no_memory("ZOVOsapiHeap_allocateStructure", size) +
+               Lines{line + std::to_string(size) + " bytes\n"};
+    };
+    const Lines no_system_clock = no_block(
+        sizeof(ZOVSystemClock), "ZOVSystemClock_new:no space on heap for structure of size ");
+    const std::string high = "ZOVHighResolutionClock_new:!";
     test::for_each_fault(
         results_of_all, {clean},
         {{"clock_nanosleep 1",
           but("sleep:false", {os_failure("ZOVOsapiThread_sleep", "nanosleep")})},
-         {"gettimeofday 1", but("time:false", said_by("ZOVOsapiUtility_getTimeAdv"))},
+         {"gettimeofday 1", but("time:false", no_time)},
          {"gettimeofday 2", but("silent:false")},
+         {"gettimeofday 3", but("system:false", no_time)},
+         {"gettimeofday 4", but("high:false", no_time)},
+         {"calloc 1", but("system:null", no_system_clock)},
+         {"calloc 2", but("high:null", no_block(sizeof(ZOVHighResolutionClock), high + "malloc "))},
+         {"calloc 3", but("high:null", no_system_clock + Lines{high + "create sys clock\n"})},
          {"clock_gettime 1",
           but("monotonic:false", {"ZOVOsapiUtility_gethrtime:unable to get hardware time\n"})},
          {"pthread_getschedparam 1", {{clean, said_by("ZOVOsapiThread_getPolicyI")}}},
@@ -429,37 +455,6 @@ TEST(Platform, EveryFailureIsReported)
         ZOVOsapi_global_unlock();
     }
     EXPECT_EQ(capture.lines(), Lines({kLockFailure, kUnlockFailure}));
-}
-
-TEST(Clock, FaultsOfMakingAndReading)
-{
-    const test::Expected no_reading = {"false", said_by("ZOVOsapiUtility_getTimeAdv")};
-    const auto read = [](ZOVClock *(*make)(), void (*destroy)(ZOVClock *)) {
-        return [=]() -> std::string {
-            ZOVClock *clock = make();
-            if (clock == nullptr)
-                return "null";
-            ZOVNtpTime time;
-            const std::string result = text_of(clock->getTime(clock, &time));
-            destroy(clock);
-            return result;
-        };
-    };
-    const auto memory = [](std::size_t size, const std::string &line) {
-        return test::no_memory("ZOVOsapiHeap_allocateStructure", size) +
-               Lines{line + std::to_string(size) + " bytes\n"};
-    };
-    const Lines no_system_clock = memory(
-        sizeof(ZOVSystemClock), "ZOVSystemClock_new:no space on heap for structure of size ");
-    test::for_each_fault(
-        read(ZOVSystemClock_new, ZOVSystemClock_delete), {"true"},
-        {{"calloc 1", {{"null", no_system_clock}}}, {"gettimeofday 1", no_reading}});
-    const std::string context = "ZOVHighResolutionClock_new:!";
-    test::for_each_fault(
-        read(ZOVHighResolutionClock_new, ZOVHighResolutionClock_delete), {"true"},
-        {{"calloc 1", {{"null", memory(sizeof(ZOVHighResolutionClock), context + "malloc ")}}},
-         {"calloc 2", {{"null", no_system_clock + Lines{context + "create sys clock\n"}}}},
-         {"gettimeofday 1", no_reading}});
 }
 
 } // namespace
