@@ -1,9 +1,9 @@
 #include "osapi/Semaphore.h"
-#include "tests/support/LogCapture.hpp"
+#include "osapi/heap.h"
+#include "tests/support/Faults.hpp"
 #include "tests/support/Servers.hpp"
 
 #include <atomic>
-#include <ctime>
 #include <functional>
 #include <gtest/gtest.h>
 #include <thread>
@@ -11,8 +11,12 @@
 #include <vector>
 
 using test::eventually;
+using test::Expected;
+using test::kOs;
 using test::Lines;
 using test::LogCapture;
+using test::Replacement;
+using test::unnoticed;
 
 namespace {
 
@@ -238,6 +242,137 @@ TEST(Semaphore, WhoeverIsWokenMayDeleteItAtOnce)
         for (const ZOVNtpTime *timeout : {kForEver, &kMinutes})
             give_to_deleter(kind, timeout);
     EXPECT_EQ(capture.lines(), Lines{});
+}
+
+ZOVOsapiSemaphore *g_semaphore = nullptr;
+
+int give_at_once(pthread_cond_t *, pthread_mutex_t *)
+{
+    g_semaphore->count = 1;
+    return 0;
+}
+
+struct Step
+{
+    const char *operation;
+    std::uint32_t (*run)();
+};
+
+const Step kTake = {"take", [] { return ZOVOsapiSemaphore_take(g_semaphore, nullptr); }};
+const Step kTakeAtOnce = {"take", [] { return ZOVOsapiSemaphore_take(g_semaphore, &kAtOnce); }};
+const Step kTakeSoon = {"take", [] { return ZOVOsapiSemaphore_take(g_semaphore, &kMillisecond); }};
+const Step kGive = {"give", [] { return ZOVOsapiSemaphore_give(g_semaphore); }};
+
+/**
+ * Makes a semaphore, takes the steps until one is not OK, and deletes the semaphore, which reports
+ * a lock that an error left behind.
+ */
+std::string take_steps(std::uint32_t kind, const std::vector<Step> &steps)
+{
+    const ZOVOsapiSemaphoreProperty one = {.first = 0, .initialCount = 1};
+    g_semaphore = ZOVOsapiSemaphore_new(kind, &one);
+    if (g_semaphore == nullptr)
+        return "null";
+    std::string result;
+    for (std::size_t i = 0; i < steps.size() && (i == 0 || result.ends_with("ok ")); ++i) {
+        const std::uint32_t status = steps[i].run();
+        result += status == kOk ? "ok " : status == kTimeout ? "timeout " : "error ";
+    }
+    ZOVOsapiSemaphore_delete(g_semaphore);
+    return result;
+}
+
+/** The call that fails, the number of the step that it fails, and what is said of it. */
+using StepFaults = std::vector<std::tuple<std::string, std::size_t, std::string>>;
+
+/** Besides the given faults those of making and deleting, and of the lock in every step. */
+void expect_faults(std::uint32_t kind, const std::vector<Step> &steps, const std::string &clean,
+                   StepFaults of_steps)
+{
+    const std::string kDelete = "ZOVOsapiSemaphore_delete:!delete ";
+    const Lines memory = test::no_memory("ZOVOsapiHeap_allocateStructure", sizeof *g_semaphore);
+    const Expected not_made = {"null", test::said_by("ZOVOsapiSemaphore_new"), 1};
+    test::Faults faults = {{"calloc 1", {{"null", memory}}},
+                           {"pthread_mutex_init 1", not_made},
+                           {"pthread_mutex_destroy 1", {{clean, {kDelete + "mutex\n"}, 1}}}};
+    if (kind != kMutex) {
+        faults["pthread_condattr_init 1"] = not_made;
+        faults["pthread_condattr_setclock 1"] = not_made;
+        faults["pthread_cond_init 1"] = unnoticed;
+        faults["pthread_cond_destroy 1"] = {clean, {kDelete + "condition\n"}, 1};
+        for (std::size_t step = 1; step <= steps.size(); ++step)
+            for (const char *function : {"pthread_mutex_lock ", "pthread_mutex_unlock "})
+                of_steps.emplace_back(function + std::to_string(step), step, kOs);
+    }
+    for (const auto &[call, step, said] : of_steps) {
+        std::string result = "error ";
+        for (std::size_t before = 1; before < step; ++before)
+            result.insert(0, "ok ");
+        const std::string operation = steps[step - 1].operation;
+        faults[call] = {result, {"ZOVOsapiSemaphore_" + operation + ":" + said + "\n"}};
+    }
+    SCOPED_TRACE(kind);
+    test::for_each_fault([&] { return take_steps(kind, steps); }, {clean}, faults);
+}
+
+TEST(SemaphoreFaults, OfEveryKind)
+{
+    const Replacement wait(test::instead::pthread_cond_wait, &give_at_once);
+    expect_faults(kMutex, {kTake, kGive, kTakeAtOnce, kGive}, "ok ok ok ok ",
+                  {{"pthread_mutex_lock 1", 1, kOs},
+                   {"pthread_mutex_unlock 1", 2, kOs},
+                   {"pthread_mutex_trylock 1", 3, kOs},
+                   {"pthread_mutex_unlock 2", 4, kOs}});
+    // The wait fails, and the message names the unlock.
+    const std::string no_wait =
+        "OS pthread_mutex_unlock() failure, error 0X1: Operation not permitted";
+    for (const std::uint32_t kind : {kBinary, kCounting})
+        expect_faults(kind, {kTakeAtOnce, kGive, kTake, kTake, kTakeSoon}, "ok ok ok ok timeout ",
+                      {{"pthread_cond_signal 1", 2, kOs},
+                       {"pthread_cond_wait 1", 4, no_wait},
+                       {"clock_gettime", 5, kOs},
+                       {"pthread_cond_timedwait", 5, kOs}});
+    expect_faults(kSignal, {kGive, kTake, kTakeSoon}, "ok ok timeout ",
+                  {{"pthread_cond_broadcast 1", 1, kOs},
+                   {"pthread_cond_wait 1", 2, no_wait},
+                   {"clock_gettime", 3, kOs},
+                   {"pthread_cond_timedwait", 3, kOs}});
+}
+
+timespec g_now = {};
+timespec g_wake_up = {};
+
+// Long waits go by rounds of a year less a second, so that no platform's arithmetic overflows.
+TEST(Semaphore, WakeUpTimesAreThoseOfTheMonotonicClock)
+{
+    const Replacement clock(
+        test::instead::clock_gettime, +[](clockid_t, timespec *now) {
+            *now = g_now;
+            return 0;
+        });
+    const Replacement wait(
+        test::instead::pthread_cond_timedwait,
+        +[](pthread_cond_t *, pthread_mutex_t *, const timespec *wake_up) {
+            g_wake_up = *wake_up;
+            g_semaphore->count = 1;
+            return 0;
+        });
+    const std::tuple<timespec, ZOVNtpTime, timespec> cases[] = {
+        {{10, 0}, {0, 0x80000000}, {10, 500000001}},
+        {{10, 999999999}, {5, 0xFFFFFFFF}, {16, 999999999}},
+        {{10, 0}, {31535998, 0}, {31536008, 0}},
+        {{10, 0}, {31535999, 77}, {31536009, 0}},
+        {{10, 0}, {0x7FFFFFFE, 0xFFFFFFFF}, {31536009, 0}},
+        {{0x7FFFFFFF, 0}, {1, 0}, {0x7FFFFFFF, 1000000000}},
+    };
+    g_semaphore = ZOVOsapiSemaphore_new(kBinary, nullptr);
+    for (const auto &[now, timeout, wake_up] : cases) {
+        g_now = now;
+        EXPECT_EQ(ZOVOsapiSemaphore_take(g_semaphore, &timeout), kOk);
+        EXPECT_EQ(g_wake_up.tv_sec, wake_up.tv_sec);
+        EXPECT_EQ(g_wake_up.tv_nsec, wake_up.tv_nsec) << wake_up.tv_sec;
+    }
+    ZOVOsapiSemaphore_delete(g_semaphore);
 }
 
 } // namespace

@@ -12,6 +12,7 @@
 #include <net/if.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -150,35 +151,32 @@ TEST_F(Socket, OptionsAreWhatThePlatformCallsThem)
         {{0}, 0x1000, 0, 1, {0}, {0x10}},       {{16}, 0x1000, 41, 67, {0}, {0x10}},
         {{16}, 0x2000, 41, 26, {0}, {1}},       {{0, 16}, 0x4000, 1, 11, {0}, {1}},
     };
-    const auto verify = [this](const Case &c, int kind, auto set) {
-        SCOPED_TRACE(testing::Message() << "bit " << c.bit << " of kind " << kind);
-        const int reference = open(kind);
-        const int subject = open(kind);
-        const auto size = static_cast<socklen_t>(c.size);
-        ASSERT_EQ(setsockopt(reference, c.level, c.name, &c.to, size), 0);
-        ASSERT_EQ(setsockopt(subject, c.level, c.name, &c.from, size), 0);
-        const Value expected = platform_value(reference, c.level, c.name);
-        ASSERT_NE(platform_value(subject, c.level, c.name), expected);
-        EXPECT_EQ(set(subject, c.bit, &c.to, c.size), 0);
-        EXPECT_EQ(platform_value(subject, c.level, c.name), expected);
-        if (kind >= ZOV_OSAPI_SOCKET_KIND_DATAGRAM6)
-            return;
-        Value read = {};
-        std::int32_t length = sizeof read;
-        errno = EIO;
-        EXPECT_EQ(ZOVOsapiSocket_getOption(subject, c.bit, &read, &length), 0);
-        EXPECT_EQ(errno, 0);
-        EXPECT_EQ(length, c.size);
-        EXPECT_EQ(read, expected);
-    };
-    for (const Case &c : cases) {
+    for (const Case &c : cases)
         for (const int kind : c.kinds) {
-            if (kind < ZOV_OSAPI_SOCKET_KIND_DATAGRAM6)
-                verify(c, kind, ZOVOsapiSocket_setOption);
-            else if (has_ipv6())
-                verify(c, kind, ZOVOsapiSocket6_setOption);
+            const bool is_ipv6 = kind >= ZOV_OSAPI_SOCKET_KIND_DATAGRAM6;
+            if (is_ipv6 && !has_ipv6())
+                continue;
+            SCOPED_TRACE(testing::Message() << "bit " << c.bit << " of kind " << kind);
+            const int reference = open(kind);
+            const int subject = open(kind);
+            const auto size = static_cast<socklen_t>(c.size);
+            ASSERT_EQ(setsockopt(reference, c.level, c.name, &c.to, size), 0);
+            ASSERT_EQ(setsockopt(subject, c.level, c.name, &c.from, size), 0);
+            const Value expected = platform_value(reference, c.level, c.name);
+            ASSERT_NE(platform_value(subject, c.level, c.name), expected);
+            const auto set = is_ipv6 ? ZOVOsapiSocket6_setOption : ZOVOsapiSocket_setOption;
+            EXPECT_EQ(set(subject, c.bit, &c.to, c.size), 0);
+            EXPECT_EQ(platform_value(subject, c.level, c.name), expected);
+            Value read = {};
+            std::int32_t length = sizeof read;
+            errno = EIO;
+            if (!is_ipv6) {
+                EXPECT_EQ(ZOVOsapiSocket_getOption(subject, c.bit, &read, &length), 0);
+                EXPECT_EQ(errno, 0);
+                EXPECT_EQ(length, c.size);
+                EXPECT_EQ(read, expected);
+            }
         }
-    }
     expect_reported({});
 }
 
@@ -216,16 +214,14 @@ TEST_F(Socket, GroupsAreJoinedAndLeft)
 
 TEST_F(Socket, BitsThatAreNoOptionsAreReported)
 {
-    constexpr std::uint32_t kUnmapped[][2] = {{0x0, 1},    {0x0, 2},        {0x3, 1},
-                                              {0x3, 2},    {0x10000, 1},    {0x10000, 2},
-                                              {0x2000, 1}, {0x80000000, 1}, {0x1, 3}};
     const int descriptor = open(0);
     std::int32_t value = 1;
     std::int32_t length = sizeof value;
-    for (const auto &[bit, family] : kUnmapped) {
-        EXPECT_EQ(ZOVOsapiSocket46_setOption(descriptor, bit, &value, length,
-                                             static_cast<std::int32_t>(family)),
-                  -1);
+    const std::pair<std::uint32_t, std::int32_t> unmapped[] = {
+        {0x0, 1},     {0x0, 2},    {0x3, 1},        {0x3, 2}, {0x10000, 1},
+        {0x10000, 2}, {0x2000, 1}, {0x80000000, 1}, {0x1, 3}};
+    for (const auto &[bit, family] : unmapped) {
+        EXPECT_EQ(ZOVOsapiSocket46_setOption(descriptor, bit, &value, length, family), -1);
         expect_reported({"ZOVOsapiSocket46_setOption:!precondition\n"});
     }
     for (const auto set : {ZOVOsapiSocket_setOption, ZOVOsapiSocket6_setOption}) {
@@ -269,20 +265,31 @@ TEST_F(Socket, BlockingModeIsAFlagOfTheDescriptor)
         {"ZOVOsapiSocket46_setOption:!precondition\n", "ZOVOsapiSocket_getOption:!precondition\n"});
 }
 
+/** Binds to the loopback interface where there is room. Returns what the platform has it bound to.
+ */
+template <class Address, class Ip>
+Address bound(int socket, Address &address, int (*bind)(int, Address *, int),
+              int (*bind_with_ip)(int, Address *, Ip, int), Ip ip)
+{
+    EXPECT_EQ(bind(socket, nullptr, 0), 0);
+    EXPECT_EQ(bind(socket, &address, -1), 0);
+    const int port = bind_with_ip(socket, &address, ip, 0);
+    auto &its_port = reinterpret_cast<sockaddr_in &>(address).sin_port; // the same place in both
+    EXPECT_NE(port, 0);
+    EXPECT_EQ(std::exchange(its_port, htons(static_cast<in_port_t>(port))), 0);
+    const auto bound = own_address<Address>(socket);
+    EXPECT_EQ(std::memcmp(&bound, &address, sizeof address), 0);
+    return bound;
+}
+
 TEST_F(Socket, BindGivesThePortOfThePlatform)
 {
-    const int first = open(0);
-    const int second = open(0);
     sockaddr_in address = {};
-    EXPECT_EQ(ZOVOsapiSocket_bind(first, nullptr, 0), 0);
-    EXPECT_EQ(ZOVOsapiSocket_bind(first, &address, -1), 0);
-    const std::int32_t port = ZOVOsapiSocket_bindWithIP(first, &address, INADDR_LOOPBACK, 0);
-    EXPECT_NE(port, 0);
-    EXPECT_EQ(address.sin_port, 0);
-    address.sin_port = htons(static_cast<in_port_t>(port));
-    const auto bound = own_address<sockaddr_in>(first);
-    EXPECT_EQ(std::memcmp(&bound, &address, sizeof address), 0);
-    EXPECT_EQ(bound.sin_addr.s_addr, htonl(0x7F000001));
+    const auto first = bound<sockaddr_in, uint32_t>(open(0), address, ZOVOsapiSocket_bind,
+                                                    ZOVOsapiSocket_bindWithIP, INADDR_LOOPBACK);
+    EXPECT_EQ(first.sin_addr.s_addr, htonl(0x7F000001));
+    const std::int32_t port = ntohs(first.sin_port);
+    const int second = open(0);
     EXPECT_EQ(ZOVOsapiSocket_bindWithIP(second, &address, INADDR_LOOPBACK, port), 0) << "in use";
     EXPECT_EQ(ZOVOsapiSocket_bind(second, &address, port), 0);
     expect_reported({});
@@ -291,25 +298,15 @@ TEST_F(Socket, BindGivesThePortOfThePlatform)
     EXPECT_EQ(ZOVOsapiSocket_bind(-1, &address, 0), 0);
     expect_reported({os_failure("ZOVOsapiSocket_bindWithIP", "getsockname"),
                      os_failure("ZOVOsapiSocket_bindWithIP", "bind", EBADF)});
-}
-
-TEST_F(Socket, BindOfIpv6GivesThePortOfThePlatform)
-{
     if (!has_ipv6())
         GTEST_SKIP() << "the kernel has no IPv6";
-    const int socket = open(16);
-    sockaddr_in6 address = {};
-    EXPECT_EQ(ZOVOsapiSocket6_bind(socket, nullptr, 0), 0);
-    EXPECT_EQ(ZOVOsapiSocket6_bind(socket, &address, -1), 0);
-    const auto port = ZOVOsapiSocket6_bindWithIP(socket, &address, &in6addr_loopback, 0);
-    EXPECT_NE(port, 0);
-    address.sin6_port = htons(static_cast<in_port_t>(port));
-    const auto bound = own_address<sockaddr_in6>(socket);
-    EXPECT_EQ(std::memcmp(&bound, &address, sizeof address), 0);
-    EXPECT_TRUE(IN6_IS_ADDR_LOOPBACK(&bound.sin6_addr));
-    EXPECT_EQ(ZOVOsapiSocket6_bind(-1, &address, port), 0);
-    EXPECT_EQ(address.sin6_port, bound.sin6_port);
-    EXPECT_TRUE(IN6_IS_ADDR_UNSPECIFIED(&address.sin6_addr));
+    sockaddr_in6 address6 = {};
+    const auto third = bound<sockaddr_in6, const in6_addr *>(
+        open(16), address6, ZOVOsapiSocket6_bind, ZOVOsapiSocket6_bindWithIP, &in6addr_loopback);
+    EXPECT_TRUE(IN6_IS_ADDR_LOOPBACK(&third.sin6_addr));
+    EXPECT_EQ(ZOVOsapiSocket6_bind(-1, &address6, ntohs(third.sin6_port)), 0);
+    EXPECT_EQ(address6.sin6_port, third.sin6_port);
+    EXPECT_TRUE(IN6_IS_ADDR_UNSPECIFIED(&address6.sin6_addr));
     expect_reported({os_failure("ZOVOsapiSocket6_bindWithIP", "bind", EBADF)});
 }
 
@@ -326,7 +323,7 @@ TEST_F(Socket, ResolverGivesFourBytesAndZeroForSuccess)
     expect_reported({});
 }
 
-TEST_F(Socket, DatagramsTravelWithTheirSender)
+TEST_F(Socket, DatagramsTravelWithTheirSenderAndAShortOneIsAWarning)
 {
     sockaddr_in sender = {};
     sockaddr_in receiver = {};
@@ -348,10 +345,6 @@ TEST_F(Socket, DatagramsTravelWithTheirSender)
     EXPECT_EQ(length, sizeof sender);
     EXPECT_EQ(std::memcmp(&source, &sender, sizeof sender), 0);
     expect_reported({});
-}
-
-TEST_F(Socket, ShortSendIsAWarning)
-{
     const test::Replacement shortened(
         test::instead::sendto,
         +[](int, const void *, std::size_t, int, const sockaddr *, socklen_t) -> ssize_t {
@@ -405,111 +398,63 @@ TEST_F(Socket, MessagesAreGatheredAndSentOnEverySocketOfAList)
     EXPECT_EQ(recv(to, data, sizeof data, MSG_DONTWAIT), -1) << "nothing else was sent";
 }
 
-int g_socket = -1;
-
-/** An operation as it is, and with each of its platform calls failing. */
-struct Operation
+/** Every operation that calls the platform, on a bound socket, and what it returns. */
+std::string results_of_all(int socket)
 {
-    struct Failure
-    {
-        const char *call;
-        const char *result;
-        bool is_warning = false;
-        std::string line = kOs;
-    };
-
-    const char *name;
-    std::string (*run)();
-    const char *clean;
-    std::vector<Failure> failures;
-};
-
-const Operation kOperations[] = {
-    {"create",
-     []() -> std::string {
-         const int descriptor = ZOVOsapiSocket_create(0);
-         return descriptor >= 0 ? close(descriptor), "descriptor" : "none";
-     },
-     "descriptor",
-     {{"socket 1", "none"},
-      {"fcntl 1", "descriptor", true,
-       "OS fcntl(FD_CLOEXEC)() failure, error 0X1: Operation not permitted"}}},
-    {"getOption",
-     [] {
-         std::int32_t value[2] = {};
-         std::int32_t length = sizeof *value;
-         const auto first = ZOVOsapiSocket_getOption(g_socket, 0x1, &value[0], &length);
-         const auto second = ZOVOsapiSocket_getOption(g_socket, 0x100, &value[1], &length);
-         return std::to_string(first) + " " + std::to_string(second);
-     },
-     "0 0",
-     {{"getsockopt 1", "-1 0"}, {"fcntl 1", "0 -1"}}},
-    {"46_setOption",
-     [] {
-         const std::int32_t value = 1;
-         return std::to_string(ZOVOsapiSocket_setOption(g_socket, 0x1, &value, sizeof value));
-     },
-     "0",
-     {{"setsockopt 1", "-1"}}},
-    {"setBlocking",
-     [] { return std::to_string(ZOVOsapiSocket_setBlocking(g_socket, 0)); },
-     "0",
-     {{"fcntl", "-1"}}},
-    {"sendTo",
-     [] {
-         const auto own = own_address<sockaddr_in>(g_socket);
-         const auto *address = reinterpret_cast<const sockaddr *>(&own);
-         return std::to_string(ZOVOsapiSocket_sendTo(g_socket, "hello", 5, address, sizeof own));
-     },
-     "5",
-     {{"sendto 1", "-1", true}}},
-    {"recvFrom",
-     [] {
-         const test::Replacement received(
-             test::instead::recvfrom,
-             +[](int, void *, std::size_t, int, sockaddr *, socklen_t *) -> ssize_t { return 5; });
-         char data[8];
-         return std::to_string(ZOVOsapiSocket_recvFrom(g_socket, data, 8, nullptr, nullptr));
-     },
-     "5",
-     {{"recvfrom 1", "-1"}}},
-    {"sendMessageN",
-     [] {
-         auto own = own_address<sockaddr_in>(g_socket);
-         char text[] = "hello";
-         const ZOVOsapiSocketGatherBuffer piece = {5, text};
-         const std::int32_t both[] = {g_socket, g_socket};
-         return std::to_string(ZOVOsapiSocket_sendMessageN(
-             both, 2, &piece, 1, reinterpret_cast<sockaddr *>(&own), sizeof own));
-     },
-     "5", // the result is that of the last socket
-     {{"sendmsg 1", "5", true}, {"sendmsg 2", "-1", true}}},
-    {"getHostByName",
-     [] {
-         const test::Replacement replaced(test::instead::gethostname, localhost);
-         std::uint32_t address = 0;
-         return std::to_string(ZOVOsapiSocket_getHostByName(&address, nullptr));
-     },
-     "0",
-     {{"gethostname 1", "-1"},
-      {"gethostbyname 1", "-1", false,
-       "resolver gethostbyname() failure, error 0X1: Unknown host, name localhost"}}},
-};
+    std::string results;
+    const auto note = [&](std::int32_t result) { results += " " + std::to_string(result); };
+    std::int32_t value = 1;
+    std::int32_t length = sizeof value;
+    const int created = ZOVOsapiSocket_create(0);
+    note(created < 0 ? created : close(created));
+    note(ZOVOsapiSocket_getOption(socket, 0x1, &value, &length));
+    note(ZOVOsapiSocket_getOption(socket, 0x100, &value, &length));
+    note(ZOVOsapiSocket_setOption(socket, 0x1, &value, sizeof value));
+    note(ZOVOsapiSocket_setBlocking(socket, 0));
+    auto own = own_address<sockaddr_in>(socket);
+    auto *address = reinterpret_cast<sockaddr *>(&own);
+    char text[] = "hello";
+    const ZOVOsapiSocketGatherBuffer piece = {5, text};
+    const std::int32_t both[] = {socket, socket};
+    note(ZOVOsapiSocket_sendMessageN(both, 2, &piece, 1, address, sizeof own));
+    note(ZOVOsapiSocket_sendTo(socket, text, 5, address, sizeof own));
+    note(ZOVOsapiSocket_recvFrom(socket, text, 5, nullptr, nullptr));
+    const test::Replacement replaced(test::instead::gethostname, localhost);
+    note(ZOVOsapiSocket_getHostByName(&value, nullptr));
+    return results;
+}
 
 TEST_F(Socket, EveryPlatformFailureIsReported)
 {
     sockaddr_in address = {};
-    g_socket = open_bound(address);
-    for (const auto &[name, run, clean, failures] : kOperations) {
-        test::Faults faults;
-        for (const auto &[call, result, is_warning, what] : failures) {
-            const std::string line = std::string("ZOVOsapiSocket") + (name[0] == '4' ? "" : "_") +
-                                     name + ":" + what + "\n";
-            faults[call] = {result, {is_warning ? test::warning(line) : line}};
-        }
-        SCOPED_TRACE(name);
-        test::for_each_fault(run, {clean}, faults);
-    }
+    const int socket = open_bound(address);
+    const auto error = [](const char *results, const std::string &operation,
+                          const std::string &what = kOs) {
+        return test::Expected{results, {"ZOVOsapiSocket" + operation + ":" + what + "\n"}};
+    };
+    const auto warns = [](const char *results, const std::string &operation) {
+        return test::Expected{results,
+                              {test::warning("ZOVOsapiSocket_" + operation + ":" + kOs + "\n")}};
+    };
+    const char *clean = " 0 0 0 0 0 5 5 5 0";
+    const std::string no_flag =
+        test::warning(os_failure("ZOVOsapiSocket_create", "fcntl(FD_CLOEXEC)"));
+    test::for_each_fault(
+        [socket] { return results_of_all(socket); }, {clean},
+        {{"socket 1", error(" -1 0 0 0 0 5 5 5 0", "_create")},
+         {"fcntl 1", {{clean, {no_flag}}}},
+         {"getsockopt 1", error(" 0 -1 0 0 0 5 5 5 0", "_getOption")},
+         {"fcntl 2", error(" 0 0 -1 0 0 5 5 5 0", "_getOption")},
+         {"setsockopt 1", error(" 0 0 0 -1 0 5 5 5 0", "46_setOption")},
+         {"fcntl", error(" 0 0 0 0 -1 5 5 5 0", "_setBlocking")},
+         {"sendmsg 1", warns(clean, "sendMessageN")}, // the result is that of the last socket
+         {"sendmsg 2", warns(" 0 0 0 0 0 -1 5 5 0", "sendMessageN")},
+         {"sendto 1", warns(" 0 0 0 0 0 5 -1 5 0", "sendTo")},
+         {"recvfrom 1", error(" 0 0 0 0 0 5 5 -1 0", "_recvFrom")},
+         {"gethostname 1", error(" 0 0 0 0 0 5 5 5 -1", "_getHostByName")},
+         {"gethostbyname 1",
+          error(" 0 0 0 0 0 5 5 5 -1", "_getHostByName",
+                "resolver gethostbyname() failure, error 0X1: Unknown host, name localhost")}});
 }
 
 } // namespace

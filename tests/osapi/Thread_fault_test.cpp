@@ -13,6 +13,7 @@ using test::Lines;
 using test::no_memory;
 using test::os_failure;
 using test::Replacement;
+using test::said_by;
 using test::unnoticed;
 using test::warning;
 using test::operator+;
@@ -83,38 +84,15 @@ std::string let_run()
     return g_ran.exchange(false) ? "ran" : "not run";
 }
 
-/** The end of every scenario: lets the thread run and deletes its record. */
-std::string run_and_delete(ZOVOsapiThread *thread)
-{
-    if (thread == nullptr)
-        return "null";
-    const std::string result = let_run();
-    ZOVOsapiThread_delete(thread);
-    return result;
-}
-
-std::string with_everything()
+/** A thread with everything that can be asked for, to its end, and what is left of it. */
+std::string make_run_and_delete()
 {
     constexpr uint32_t kOptions =
         ZOV_OSAPI_THREAD_OPTION_REALTIME_PRIORITY | ZOV_OSAPI_THREAD_OPTION_CANCEL_ASYNCHRONOUS;
     ZOVOsapiCpuBitmap cpus = {};
     cpus.word[0] = 1;
     cpus.count = 1;
-    return run_and_delete(ZOVOsapiThread_new("worker", 5, kOptions, 20000, &cpus, run, &g_ran));
-}
-
-alignas(16) char g_stack[65536];
-
-std::string with_stack()
-{
-    return run_and_delete(ZOVOsapiThread_newWithStack(nullptr, kDefaultPriority, 0, g_stack,
-                                                      sizeof g_stack, nullptr, run, &g_ran));
-}
-
-std::string joinable()
-{
-    ZOVOsapiJoinableThread *thread =
-        ZOVOsapiJoinableThread_new(nullptr, kDefaultPriority, 0, -1, nullptr, run, &g_ran);
+    auto *thread = ZOVOsapiJoinableThread_new("worker", 5, kOptions, 20000, &cpus, run, &g_ran);
     if (thread == nullptr)
         return "null";
     std::string result = let_run();
@@ -132,13 +110,8 @@ std::string os_line(const std::string &details = "")
     return kInitialize + ":" + kOs + details + "\n";
 }
 
-/** The attribute of a thread, as a report tells it. */
-std::string attributes(int policy, int priority, std::size_t stack_size)
-{
-    return ", attr sched policy " + std::to_string(policy) + ", schedparam priority " +
-           std::to_string(priority) + ", inheritsched 1, detach state 1, scope 0, stack size " +
-           std::to_string(stack_size);
-}
+/** The rest of the attribute in such a line. */
+const std::string kAttribute = ", inheritsched 1, detach state 1, scope 0, stack size 20480";
 
 class ThreadFaults : public testing::Test
 {
@@ -147,52 +120,74 @@ private:
                                                                   create_behind_gate};
 };
 
-TEST_F(ThreadFaults, OfEveryCallOfACreation)
+TEST_F(ThreadFaults, OfEveryCallFromMakingToDeleting)
 {
     const Replacement affinity(test::instead::pthread_setaffinity_np, &grant_affinity);
+    const std::string joinable = "ZOVOsapiJoinableThread_";
     const Lines child = {kOnSpawned + ":!unable to set realtime scheduling policy\n",
                          kOnSpawned + ":!unable to set sched_priority\n"};
-    const auto fails = [](const Lines &lines, int leaks = 0) {
-        const Lines closing = {kInitialize + ":!create child\n",
-                               "ZOVOsapiThread_newWithStack:!create initialize\n"};
-        return Expected{"null", lines + closing, leaks};
+    const auto is_null = [&](const Lines &lines, const std::string &noun, int leaks = 0) {
+        return Expected{"null",
+                        lines + Lines{joinable + "new:!create " + noun + "\n",
+                                      joinable + "new:!create init failure\n"},
+                        leaks};
+    };
+    const auto fails = [&](const Lines &lines, int leaks = 0) {
+        return is_null(lines + Lines{kInitialize + ":!create child\n",
+                                     "ZOVOsapiThread_newWithStack:!create initialize\n"},
+                       "init _thread", leaks);
     };
     const auto goes_on = [&](const Lines &lines) { return Expected{"ran", lines + child}; };
-    const auto ends = [&](const std::string &line, int leaks) {
-        return Expected{"ran", child + Lines{line}, leaks};
+    const auto ends = [&](const Lines &lines, int leaks = 0, const char *result = "ran") {
+        return Expected{result, child + lines, leaks};
     };
-    const std::string no_semaphore = "ZOVOsapiThreadChild_new:!create semaphore\n";
-    const Expected no_part = fails({"ZOVOsapiSemaphore_new:" + kOs + "\n", no_semaphore}, 1);
+    const auto no_block = [](std::size_t size) { return no_memory(kAllocate, size); };
+    const auto malloc_line = [](const std::string &operation, std::size_t size) {
+        return Lines{operation + ":!malloc " + std::to_string(size) + " bytes\n"};
+    };
+    const std::string exit_semaphore = "exit semaphore";
+    const Expected no_exit = is_null(said_by("ZOVOsapiSemaphore_new"), exit_semaphore, 1);
+    const Lines no_start = {"ZOVOsapiThreadChild_new:!create semaphore\n"};
+    const Expected no_part = fails(said_by("ZOVOsapiSemaphore_new") + no_start, 1);
     // The thread exists and waits for what it will not be given: it keeps its record.
     const Expected not_given =
-        fails({"ZOVOsapiSemaphore_give:" + kOs + "\n", kInitialize + ":!give semaphore\n"}, 2);
-    const Lines no_take = {"ZOVOsapiSemaphore_take:" + kOs + "\n",
-                           kOnSpawned + ":!take semaphore\n"};
-    const Expected not_taken = {"not run", child + no_take, 2};
-    const std::size_t child_size = sizeof(ZOVOsapiThreadChild);
-    const Lines no_child =
-        no_memory(kAllocate, child_size) +
-        Lines{"ZOVOsapiThreadChild_new:!malloc " + std::to_string(child_size) + " bytes\n"};
-    const std::string inherit = ", thread inherit sched PTHREAD_EXPLICIT_SCHED";
+        fails(said_by("ZOVOsapiSemaphore_give") + Lines{kInitialize + ":!give semaphore\n"}, 2);
+    // Whoever deletes a thread that did not run waits for ever.
+    const char *not_run = "not run, nothing to wait for";
+    const Lines take = said_by("ZOVOsapiSemaphore_take");
+    const Expected not_taken = ends(take + Lines{kOnSpawned + ":!take semaphore\n"}, 2, not_run);
+    const Lines no_end = said_by("ZOVOsapiSemaphore_give") +
+                         Lines{joinable + "spawnMethodWithTermination:!give mutex\n"};
+    const Expected not_awaited = ends(take + Lines{joinable + "finalize:!take mutex\n"});
+    const Expected not_deleted = ends({"ZOVOsapiSemaphore_delete:!delete mutex\n"}, 1);
+    const Expected no_condition = ends({"ZOVOsapiSemaphore_delete:!delete condition\n"}, 1);
     const std::string priority = ", thread priority 5";
-    const std::string no_signals = warning(kOnSpawned + ":!signal blocking failed\n");
     test::for_each_fault(
-        with_everything, {"ran", child},
+        make_run_and_delete, {"ran", child},
         {
-            {"calloc 1", {{"null", no_memory(kAllocate, sizeof(ZOVOsapiThread))}}},
-            {"calloc 2", fails(no_child)},
-            {"calloc 3",
-             fails(no_memory(kAllocate, sizeof(ZOVOsapiSemaphore)) + Lines{no_semaphore})},
-            {"pthread_mutex_init 1", no_part},
-            {"pthread_condattr_init 1", no_part},
-            {"pthread_condattr_setclock 1", no_part},
+            {"calloc 1",
+             {{"null", no_block(sizeof(ZOVOsapiJoinableThread)) +
+                           malloc_line(joinable + "new", sizeof(ZOVOsapiJoinableThread))}}},
+            {"calloc 2", is_null(no_block(sizeof(ZOVOsapiSemaphore)), exit_semaphore)},
+            {"pthread_mutex_init 1", no_exit},
+            {"pthread_condattr_init 1", no_exit},
+            {"pthread_condattr_setclock 1", no_exit},
+            {"calloc 3", is_null(no_block(sizeof(ZOVOsapiThread)), "init _thread")},
+            {"calloc 4",
+             fails(no_block(sizeof(ZOVOsapiThreadChild)) +
+                   malloc_line("ZOVOsapiThreadChild_new", sizeof(ZOVOsapiThreadChild)))},
+            {"calloc 5", fails(no_block(sizeof(ZOVOsapiSemaphore)) + no_start)},
+            {"pthread_mutex_init 2", no_part},
+            {"pthread_condattr_init 2", no_part},
+            {"pthread_condattr_setclock 2", no_part},
             {"pthread_cond_init", unnoticed},
             {"pthread_attr_init 1", fails({os_line()})},
             {"pthread_attr_getschedpolicy 1", goes_on({os_line()})},
             {"pthread_attr_setschedpolicy 1", goes_on({os_line(", thread policy 0")})},
             {"pthread_attr_getschedparam 1", goes_on({os_line()})},
             {"pthread_attr_setschedparam 1", goes_on({os_line(", thread priority 0")})},
-            {"pthread_attr_setinheritsched 1", fails({os_line(inherit)})},
+            {"pthread_attr_setinheritsched 1",
+             fails({os_line(", thread inherit sched PTHREAD_EXPLICIT_SCHED")})},
             {"pthread_attr_setdetachstate 1", goes_on({os_line()})},
             {"pthread_attr_setscope 1", goes_on({os_line()})},
             // Without the policy the platform has no such priority.
@@ -201,91 +196,44 @@ TEST_F(ThreadFaults, OfEveryCallOfACreation)
                       os_failure(kInitialize, "pthread_attr_setschedparam", EINVAL, priority)})},
             {"pthread_attr_setschedparam 2", goes_on({os_line(priority)})},
             {"pthread_attr_setstacksize 1", goes_on({os_line(", thread stack size 20480")})},
-            {"pthread_create 1", fails({os_line(attributes(1, 5, 20480))})},
+            {"pthread_create 1",
+             fails({os_line(", attr sched policy 1, schedparam priority 5" + kAttribute)})},
             {"pthread_setaffinity_np 1", goes_on({os_line(", thread cpuset 0")})},
             {"pthread_mutex_lock 1", not_given},
             {"pthread_cond_signal 1", not_given},
             {"pthread_mutex_unlock 1", not_given},
-            {"child pthread_getschedparam 1", {{"not run", {kOnSpawned + ":" + kOs + "\n"}}}},
+            {"child pthread_getschedparam 1", {{not_run, said_by(kOnSpawned)}}},
             {"child pthread_setcancelstate", unnoticed},
             {"child pthread_setcanceltype 1", unnoticed},
             {"child pthread_setname_np 1", unnoticed},
-            {"child pthread_sigmask 1", ends(no_signals, 0)},
+            {"child pthread_sigmask 1", ends({warning(kOnSpawned + ":!signal blocking failed\n")})},
             {"child pthread_mutex_lock 1", not_taken},
             {"child pthread_mutex_unlock 1", not_taken},
-            {"child pthread_mutex_destroy 1", ends("ZOVOsapiSemaphore_delete:!delete mutex\n", 1)},
-            {"child pthread_cond_destroy 1",
-             ends("ZOVOsapiSemaphore_delete:!delete condition\n", 1)},
-        });
-}
-
-TEST_F(ThreadFaults, OfASuppliedStack)
-{
-    char details[64];
-    std::snprintf(details, sizeof details, ", thread stack %p of size %zu",
-                  static_cast<void *>(g_stack), sizeof g_stack);
-    const Lines lines = {os_line(details), kInitialize + ":!create child\n",
-                         "ZOVOsapiThread_newWithStack:!create initialize\n"};
-    test::for_these_faults(with_stack, {"ran"}, {{"pthread_attr_setstack 1", {{"null", lines}}}});
-}
-
-TEST_F(ThreadFaults, OfJoinableThreads)
-{
-    const std::string context = "ZOVOsapiJoinableThread_";
-    const Lines closing = {context + "new:!create init failure\n"};
-    const auto fails = [&](const Lines &lines, const char *noun, int leaks) {
-        return Expected{"null", lines + Lines{context + "new:" + noun + "\n"} + closing, leaks};
-    };
-    const Expected no_part =
-        fails({"ZOVOsapiSemaphore_new:" + kOs + "\n"}, "!create exit semaphore", 1);
-    const auto not_given = [&](const char *result) {
-        const Lines lines = {"ZOVOsapiSemaphore_give:" + kOs + "\n",
-                             context + "spawnMethodWithTermination:!give mutex\n"};
-        return Expected{result, lines};
-    };
-    const Expected not_taken = {
-        "ran", {"ZOVOsapiSemaphore_take:" + kOs + "\n", context + "finalize:!take mutex\n"}};
-    const std::size_t size = sizeof(ZOVOsapiJoinableThread);
-    const Lines no_record = no_memory(kAllocate, size) +
-                            Lines{context + "new:!malloc " + std::to_string(size) + " bytes\n"};
-    const Lines no_semaphore = no_memory(kAllocate, sizeof(ZOVOsapiSemaphore));
-    const Lines no_thread = no_memory(kAllocate, sizeof(ZOVOsapiThread));
-    test::for_these_faults(
-        joinable, {"ran"},
-        {
-            {"calloc 1", {{"null", no_record}}},
-            {"calloc 2", fails(no_semaphore, "!create exit semaphore", 0)},
-            {"pthread_mutex_init 1", no_part},
-            {"calloc 3", fails(no_thread, "!create init _thread", 0)},
-            // Whoever deletes such a thread waits for ever.
-            {"child pthread_getschedparam 1",
-             {{"not run, nothing to wait for", {kOnSpawned + ":" + kOs + "\n"}}}},
-            {"child pthread_mutex_lock 2", not_given("ran, nothing to wait for")},
-            {"child pthread_cond_signal 1", not_given("ran")},
-            {"child pthread_mutex_unlock 2", not_given("ran")},
-            {"pthread_mutex_lock 2", not_taken},
-            {"pthread_mutex_unlock 2", not_taken},
-            {"pthread_mutex_destroy 1", {{"ran", {"ZOVOsapiSemaphore_delete:!delete mutex\n"}, 1}}},
+            {"child pthread_mutex_destroy 1", not_deleted},
+            {"child pthread_cond_destroy 1", no_condition},
+            {"child pthread_mutex_lock 2", ends(no_end, 0, "ran, nothing to wait for")},
+            {"child pthread_cond_signal 1", ends(no_end)},
+            {"child pthread_mutex_unlock 2", ends(no_end)},
+            {"pthread_mutex_lock 2", not_awaited},
+            {"pthread_mutex_unlock 2", not_awaited},
+            {"pthread_mutex_destroy 1", not_deleted},
+            {"pthread_cond_destroy 1", no_condition},
         });
 }
 
 // In place, the creation ends its report itself.
 TEST_F(ThreadFaults, OfInitializationInPlace)
 {
-    test::LogCapture capture;
-    const test::Fault fault("pthread_create 1");
     ZOVOsapiThread thread = {};
-    EXPECT_FALSE(
-        ZOVOsapiThread_initialize(&thread, nullptr, kDefaultPriority, 0, -1, nullptr, run, &g_ran));
-    pthread_attr_t defaults;
-    std::size_t size = 0;
-    pthread_attr_init(&defaults);
-    pthread_attr_getstacksize(&defaults, &size);
-    pthread_attr_destroy(&defaults);
-    const std::string line =
-        os_failure(kInitialize, "pthread_create", EPERM, attributes(0, 0, size));
-    EXPECT_EQ(capture.lines(), Lines({line, kInitialize + ":!create child\n"}));
-    EXPECT_EQ(test::live_blocks(), 0u);
+    const Lines lines = {os_line(", attr sched policy 0, schedparam priority 0" + kAttribute),
+                         kInitialize + ":!create child\n"};
+    test::for_these_faults(
+        [&] {
+            const ZOVBool is_made = ZOVOsapiThread_initialize(&thread, nullptr, kDefaultPriority, 0,
+                                                              20000, nullptr, run, &g_ran);
+            return is_made ? let_run() : "false";
+        },
+        {"ran"}, {{"pthread_create 1", {{"false", lines}}}});
 }
 
 TEST_F(ThreadFaults, OfQuestionsAboutTheCallingThread)

@@ -1,11 +1,12 @@
 #include "osapi/HighResolutionClock.h"
 #include "osapi/Process.h"
 #include "osapi/SystemClock.h"
+#include "osapi/Thread.h"
 #include "osapi/Time.hpp"
 #include "osapi/heap.h"
 #include "tests/support/Faults.hpp"
-#include "tests/support/LogCapture.hpp"
 
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <ostream>
 #include <sys/wait.h>
@@ -15,6 +16,12 @@
 
 using test::Lines;
 using test::LogCapture;
+using test::os_failure;
+using test::Replacement;
+using test::said_by;
+using test::text_of;
+using test::unnoticed;
+using test::operator+;
 
 static bool operator==(const ZOVNtpTime &a, const ZOVNtpTime &b)
 {
@@ -90,7 +97,7 @@ int wall_clock(timeval *out, void *)
 
 TEST(Time, IsTheWallClockToTheMicrosecond)
 {
-    const test::Replacement replaced(test::instead::gettimeofday, wall_clock);
+    const Replacement replaced(test::instead::gettimeofday, wall_clock);
     const std::pair<timeval, ZOVNtpTime> cases[] = {
         {{5, 0}, {5, 0}},
         {{5, 1}, {5, 4294}},
@@ -114,7 +121,7 @@ TEST(Time, IsTheWallClockToTheMicrosecond)
 
 TEST(Time, CountsNanosecondsOfTheMonotonicClock)
 {
-    const test::Replacement replaced(
+    const Replacement replaced(
         test::instead::clock_gettime, +[](clockid_t clock, timespec *now) {
             *now = {clock == CLOCK_MONOTONIC ? 5000000000 : 0, 7};
             return 0;
@@ -145,7 +152,7 @@ TEST(Clock, OperationsOfTheSystemClockAndOfTheOneThatAsksIt)
     EXPECT_EQ(record->epochRangeEnd, (ZOVNtpTime{kMax, kFracMax}));
     EXPECT_EQ(record->resolution, (ZOVNtpTime{0, 4294}));
     EXPECT_EQ(record->frequency, 1000000u);
-    const test::Replacement replaced(test::instead::gettimeofday, wall_clock);
+    const Replacement replaced(test::instead::gettimeofday, wall_clock);
     g_wall_clock = {9, 500000};
     ZOVNtpTime time = {1, 2};
     EXPECT_FALSE(clock->getResolution(clock, &time));
@@ -281,6 +288,173 @@ TEST(Process, KnowsItsMemory)
     // The kernel is a little behind in its count of what is resident.
     EXPECT_GE(after.residentSize, before.residentSize + kSize / 2);
     EXPECT_LT(after.residentSize, after.totalSize);
+}
+
+TEST(Sleep, RequestsWhatTheTimeSaysAndRefusesTheNegative)
+{
+    LogCapture capture;
+    capture.set_levels(0x11);
+    const std::pair<ZOVNtpTime, const char *> times[] = {{{0, 0}, "0.000000000"},
+                                                         {{0, 1}, "0.000000001"},
+                                                         {{0, 42949672}, "0.010000000"},
+                                                         {{-1, 0}, "-1.000000000"}};
+    const std::string context = "ZOVOsapiThread_sleep";
+    Lines expected;
+    for (const auto &[time, seconds] : times) {
+        EXPECT_EQ(ZOVOsapiThread_sleep(&time), time.sec >= 0);
+        expected.push_back(context + ": nanosleep(" + seconds + " s)\n");
+    }
+    expected.push_back(os_failure(context, "nanosleep", EINVAL));
+    EXPECT_EQ(capture.lines(), expected);
+}
+
+Lines g_requests;
+
+/** A sleep that a signal cuts short, once, with a quarter of a second to go. */
+int interrupted_sleep(clockid_t clock, int flags, const timespec *request, timespec *remaining)
+{
+    EXPECT_EQ(clock, CLOCK_MONOTONIC);
+    EXPECT_EQ(flags, 0);
+    g_requests.push_back(std::to_string(request->tv_sec) + " s " +
+                         std::to_string(request->tv_nsec));
+    *remaining = {0, 250000000};
+    return g_requests.size() == 1 ? EINTR : 0;
+}
+
+TEST(Sleep, GoesOnBehindAnInterruption)
+{
+    const Replacement replaced(test::instead::clock_nanosleep, interrupted_sleep);
+    const ZOVNtpTime infinite = {kMax, 77};
+    const ZOVNtpTime finite = {3, kFracMax};
+    const std::pair<const ZOVNtpTime *, const char *> times[] = {
+        {nullptr, "2147483647 s 0"}, {&infinite, "2147483647 s 0"}, {&finite, "4 s 0"}};
+    for (const auto &[time, request] : times) {
+        g_requests.clear();
+        EXPECT_TRUE(ZOVOsapiThread_sleep(time));
+        EXPECT_EQ(g_requests, Lines({request, "0 s 250000000"}));
+    }
+}
+
+std::ptrdiff_t open_files()
+{
+    const std::filesystem::directory_iterator files("/proc/self/fd");
+    return std::distance(begin(files), end(files));
+}
+
+/** The record is filled if and only if that succeeds. */
+std::string memory_info()
+{
+    const std::ptrdiff_t before = open_files();
+    ZOVOsapiProcessMemoryInfo info = {1, 2};
+    const ZOVBool is_known = ZOVOsapiProcess_getMemoryInfo(&info);
+    EXPECT_EQ(info.residentSize != 1 && info.totalSize != 2, is_known != 0);
+    return text_of(is_known) + (open_files() == before ? "" : ",open");
+}
+
+std::string reading_of(ZOVClock *clock, void (*destroy)(ZOVClock *))
+{
+    if (clock == nullptr)
+        return "null";
+    ZOVNtpTime time;
+    const std::string result = text_of(clock->getTime(clock, &time));
+    destroy(clock);
+    return result;
+}
+
+/** Every operation that asks the platform for something, and what came of it. */
+std::string results_of_all()
+{
+    std::string results;
+    const auto note = [&results](const std::string &what, const std::string &result) {
+        results += what + ":" + result + " ";
+    };
+    ZOVNtpTime time = {0, 1};
+    note("sleep", text_of(ZOVOsapiThread_sleep(&time)));
+    note("time", text_of(ZOVOsapiUtility_getTimeAdv(&time, ZOV_TRUE)));
+    note("silent", text_of(ZOVOsapiUtility_getTimeAdv(&time, ZOV_FALSE)));
+    note("system", reading_of(ZOVSystemClock_new(), ZOVSystemClock_delete));
+    note("high", reading_of(ZOVHighResolutionClock_new(), ZOVHighResolutionClock_delete));
+    note("monotonic", text_of(ZOVOsapiUtility_gethrtime() != UINT64_MAX));
+    ZovOsapiThread_Info info = {};
+    note("info", text_of(ZovOsapiThread_InfoGetI(&info)));
+    for (int i = 0; i < 4; ++i)
+        note(std::to_string(i), std::to_string(info.prio[i]));
+    int32_t priority = 77;
+    const ZOVBool is_known = ZOVOsapiThread_getPriority(&priority);
+    note("priority", text_of(is_known) + std::to_string(priority));
+    note("memory", memory_info());
+    note("alive", text_of(ZOVOsapiProcess_isAlive(getpid())));
+    pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+    const int error = ZOVOsapi_globalLock(&mutex);
+    note("lock", std::to_string(error));
+    note("unlock", std::to_string(error != 0 ? 0 : ZOVOsapi_globalUnlock(&mutex)));
+    return results;
+}
+
+const std::string kLockFailure = os_failure("ZOVOsapi_globalLock", "ZOVOsapi_global_lock");
+const std::string kUnlockFailure = os_failure("ZOVOsapi_globalUnlock", "ZOVOsapi_global_unlock");
+
+TEST(Platform, EveryFailureIsReported)
+{
+    const std::string clean =
+        "sleep:true time:true silent:true system:true high:true monotonic:true "
+        "info:true 0:99 1:1 2:0 3:0 priority:true0 memory:true alive:true "
+        "lock:0 unlock:0 ";
+    const auto but = [&](const std::string &result, const Lines &lines = {}) {
+        return test::but(clean, result, lines);
+    };
+    const std::string unknown = ":" + std::to_string(ZOV_OSAPI_THREAD_PRIORITY_DEFAULT);
+    const std::string memory = "ZOVOsapiProcess_getMemoryInfo:";
+    const Lines no_time = said_by("ZOVOsapiUtility_getTimeAdv");
+    const auto no_block = [](std::size_t size, const std::string &line) {
+        return test::no_memory("ZOVOsapiHeap_allocateStructure", size) +
+               Lines{line + std::to_string(size) + " bytes\n"};
+    };
+    const Lines no_system_clock = no_block(
+        sizeof(ZOVSystemClock), "ZOVSystemClock_new:no space on heap for structure of size ");
+    const std::string high = "ZOVHighResolutionClock_new:!";
+    test::for_each_fault(
+        results_of_all, {clean},
+        {{"clock_nanosleep 1",
+          but("sleep:false", {os_failure("ZOVOsapiThread_sleep", "nanosleep")})},
+         {"gettimeofday 1", but("time:false", no_time)},
+         {"gettimeofday 2", but("silent:false")},
+         {"gettimeofday 3", but("system:false", no_time)},
+         {"gettimeofday 4", but("high:false", no_time)},
+         {"calloc 1", but("system:null", no_system_clock)},
+         {"calloc 2", but("high:null", no_block(sizeof(ZOVHighResolutionClock), high + "malloc "))},
+         {"calloc 3", but("high:null", no_system_clock + Lines{high + "create sys clock\n"})},
+         {"clock_gettime 1",
+          but("monotonic:false", {"ZOVOsapiUtility_gethrtime:unable to get hardware time\n"})},
+         {"pthread_getschedparam 1", {{clean, said_by("ZOVOsapiThread_getPolicyI")}}},
+         {"sched_get_priority_max 1", but("0" + unknown)},
+         {"sched_get_priority_min 1", but("1" + unknown)},
+         {"sched_get_priority_max 2", but("2" + unknown)},
+         {"sched_get_priority_min 2", but("3" + unknown)},
+         {"pthread_getschedparam 2",
+          but("priority:false77", said_by("ZOVOsapiThread_getPriority"))},
+         {"fopen 1", but("memory:false", {memory + "!open /proc/<pid>/statm\n"})},
+         // The file is closed only when it could be read.
+         {"fscanf 1", but("memory:false,open", {memory + "!get process memory info\n"})},
+         {"fclose 1", unnoticed},
+         {"kill 1", unnoticed}, // somebody else's process lives
+         {"pthread_mutex_lock 1", but("lock:1", {kLockFailure})},
+         {"pthread_mutex_unlock 1", but("unlock:1", {kUnlockFailure})}});
+    {
+        const test::Fault unknown_process("kill 1", ESRCH);
+        EXPECT_FALSE(ZOVOsapiProcess_isAlive(getpid()));
+    }
+    LogCapture capture;
+    {
+        const test::Fault fault("pthread_mutex_lock 1");
+        ZOVOsapi_global_lock();
+    }
+    ZOVOsapi_global_lock();
+    {
+        const test::Fault fault("pthread_mutex_unlock 1");
+        ZOVOsapi_global_unlock();
+    }
+    EXPECT_EQ(capture.lines(), Lines({kLockFailure, kUnlockFailure}));
 }
 
 } // namespace

@@ -1,16 +1,18 @@
 #include "osapi/Owned.hpp"
-#include "osapi/heap.h"
-#include "tests/support/LogCapture.hpp"
+#include "osapi/heap.hpp"
+#include "tests/support/Faults.hpp"
 
 #include <algorithm>
 #include <array>
 #include <cstring>
 #include <gtest/gtest.h>
-#include <string>
-#include <sys/resource.h>
 
+using test::Faults;
 using test::Lines;
 using test::LogCapture;
+using test::no_memory;
+using test::warning;
+using test::operator+;
 
 namespace {
 
@@ -19,16 +21,23 @@ struct Record
     int64_t words[5];
 };
 
-void *allocate_aligned(void **pp, uint64_t size, int32_t alignment, ZOVBool again = ZOV_FALSE)
+/** With a header, and aligned, when `alignment` says so. */
+void *allocate(void **pp, uint64_t size, int32_t alignment, ZOVBool again = ZOV_FALSE)
 {
-    return ZOVOsapiHeap_reallocateMemoryInternal(pp, size, alignment, again, ZOV_TRUE, "make",
-                                                 ZOV_OSAPI_HEAP_KIND_BUFFER_ALIGNED,
-                                                 "unsigned char");
+    const bool headed = alignment != ZOV_OSAPI_HEAP_DEFAULT_ALIGNMENT;
+    return ZOVOsapiHeap_reallocateMemoryInternal(pp, size, alignment, again, headed, "make",
+                                                 ZOV_OSAPI_HEAP_KIND_BUFFER_ALIGNED, "char");
 }
 
-void free_aligned(void *block)
+void release(void *block, int32_t alignment)
 {
-    ZOVOsapiHeap_freeMemoryInternal(block, ZOV_TRUE, "drop", ZOV_OSAPI_HEAP_KIND_BUFFER_ALIGNED);
+    ZOVOsapiHeap_freeMemoryInternal(block, alignment != ZOV_OSAPI_HEAP_DEFAULT_ALIGNMENT, "drop",
+                                    ZOV_OSAPI_HEAP_KIND_BUFFER_ALIGNED);
+}
+
+bool is_aligned(const void *block, uintptr_t alignment)
+{
+    return reinterpret_cast<uintptr_t>(block) % alignment == 0;
 }
 
 bool is_filled(const void *block, std::size_t size, char with)
@@ -37,24 +46,37 @@ bool is_filled(const void *block, std::size_t size, char with)
     return std::all_of(bytes, bytes + size, [with](char c) { return c == with; });
 }
 
-TEST(Heap, BlocksAreZeroAlignedAndKeepTheirContentsWhenReallocated)
+class Heap : public testing::Test
 {
+protected:
+    ~Heap() override
+    {
+        GLOBAL_MALLOC_ALIGNMENT = 16;
+        EXPECT_EQ(ZOVOsapiHeap_g_allocCount, m_count);
+    }
+
     LogCapture capture;
-    const int64_t count = ZOVOsapiHeap_g_allocCount;
+
+private:
+    const int64_t m_count = ZOVOsapiHeap_g_allocCount;
+};
+
+TEST_F(Heap, BlocksAreZeroAlignedAndKeepTheirContentsWhenReallocated)
+{
     const std::pair<int32_t, uintptr_t> alignments[] = {{8, 16},    {16, 16},     {64, 64},
                                                         {100, 128}, {4096, 4096}, {-5, 16}};
     for (const auto &[asked, given] : alignments) {
         void *block = nullptr;
-        ASSERT_EQ(allocate_aligned(&block, 300, asked), block);
-        EXPECT_EQ(reinterpret_cast<uintptr_t>(block) % given, 0u) << asked;
+        ASSERT_EQ(allocate(&block, 300, asked), block);
+        EXPECT_TRUE(is_aligned(block, given)) << asked;
         EXPECT_TRUE(is_filled(block, 300, 0));
         std::memset(block, 0x5A, 300);
         for (const int32_t again : {4096, 16, 256}) {
-            ASSERT_NE(allocate_aligned(&block, 500, again, ZOV_TRUE), nullptr);
-            EXPECT_EQ(reinterpret_cast<uintptr_t>(block) % static_cast<uintptr_t>(again), 0u);
+            ASSERT_NE(allocate(&block, 500, again, ZOV_TRUE), nullptr);
+            EXPECT_TRUE(is_aligned(block, static_cast<uintptr_t>(again)));
             EXPECT_TRUE(is_filled(block, 300, 0x5A));
         }
-        free_aligned(block);
+        release(block, asked);
     }
     int *numbers = nullptr;
     ASSERT_NE(ZOVOsapiHeap_allocateArray(&numbers, 10, int), nullptr);
@@ -66,15 +88,13 @@ TEST(Heap, BlocksAreZeroAlignedAndKeepTheirContentsWhenReallocated)
     ZOVOsapiHeap_freeArray(numbers);
     ZOVOsapiHeap_freeString(nullptr);
     EXPECT_EQ(capture.lines(), Lines());
-    EXPECT_EQ(ZOVOsapiHeap_g_allocCount, count);
 }
 
-TEST(Heap, WhatIsRefusedLeavesBlockAndPointerAlone)
+TEST_F(Heap, WhatIsRefusedLeavesBlockAndPointerAlone)
 {
-    LogCapture capture;
     capture.set_levels(0x3);
     void *block = nullptr;
-    ASSERT_NE(allocate_aligned(&block, 10, 16), nullptr);
+    ASSERT_NE(allocate(&block, 10, 16), nullptr);
     void *const before = block;
     const int64_t count = ZOVOsapiHeap_g_allocCount;
     const uint64_t limit = ZOVOsapiHeap_MAX_HEAP_SIZE;
@@ -85,22 +105,23 @@ TEST(Heap, WhatIsRefusedLeavesBlockAndPointerAlone)
     ZOVOsapiHeap_MAX_HEAP_SIZE = 1000;
     EXPECT_EQ(ZOVOsapiHeap_allocateString(&block, 1000), nullptr);
     EXPECT_EQ(ZOVOsapiHeap_allocateArray(&block, UINT64_MAX / 2, Record), nullptr);
-    EXPECT_EQ(allocate_aligned(&block, UINT64_MAX - 5, 64), nullptr);
+    EXPECT_EQ(allocate(&block, UINT64_MAX - 5, 64), nullptr);
     ZOVOsapiHeap_MAX_HEAP_SIZE = limit;
     EXPECT_EQ(block, before);
     EXPECT_EQ(ZOVOsapiHeap_g_allocCount, count);
-    EXPECT_EQ(
-        capture.lines(),
-        Lines(
-            {"ZOVOsapiHeap_allocateString:NULL pointer passed as output parameter.\n",
-             "make:Invalid memory request: aligned allocation also requires a header.\n",
-             "ZOVOsapiHeap_allocateString:!malloc size exceeds heap (1001 > 1000)\n",
-             "ZOVOsapiHeap_allocateArray:!malloc size exceeds heap (18446744073709551615 > 1000)\n",
-             "make:!malloc size exceeds heap (18446744073709551615 > 1000)\n"}));
-    free_aligned(block);
+    const auto too_large = [](const std::string &operation, const char *size) {
+        return operation + ":!malloc size exceeds heap (" + size + " > 1000)\n";
+    };
+    EXPECT_EQ(capture.lines(),
+              Lines({"ZOVOsapiHeap_allocateString:NULL pointer passed as output parameter.\n",
+                     "make:Invalid memory request: aligned allocation also requires a header.\n",
+                     too_large("ZOVOsapiHeap_allocateString", "1001"),
+                     too_large("ZOVOsapiHeap_allocateArray", "18446744073709551615"),
+                     too_large("make", "18446744073709551615")}));
+    release(block, 16);
 }
 
-TEST(Heap, LimitIsTheSoftDataLimitAndKindsHaveTheNamesOfTheirOperations)
+TEST_F(Heap, LimitIsTheSoftDataLimitAndKindsHaveTheNamesOfTheirOperations)
 {
     ZOVOsapiHeap_MAX_HEAP_SIZE = 0;
     zov::heap::Owned<char, zov::heap::Kind::String> text;
@@ -116,6 +137,124 @@ TEST(Heap, LimitIsTheSoftDataLimitAndKindsHaveTheNamesOfTheirOperations)
                   std::string("ZOVOsapiHeap_") + names[i]);
     EXPECT_STREQ(ZOVOsapiHeap_allocKind2FcnName(0x7B9B9B9B), "ZOVOsapiHeap_freeXXX");
     EXPECT_STREQ(ZOVOsapiHeap_allocKind2FcnName(0), "ZOVOsapiHeap_unknownFunction");
+}
+
+/** A way to allocate: returns what the operation returned. */
+struct Form
+{
+    const char *operation;
+    std::size_t size;
+    void *(*allocate)(char **pp);
+    void (*release)(char *block);
+};
+
+#define FORM(ALLOCATE, FREE, SIZE, ...)                                                            \
+    {                                                                                              \
+        "ZOVOsapiHeap_" #ALLOCATE, SIZE,                                                           \
+            []([[maybe_unused]] char **pp) -> void * {                                             \
+                return ZOVOsapiHeap_##ALLOCATE(__VA_ARGS__);                                       \
+            },                                                                                     \
+            [](char *block) { ZOVOsapiHeap_##FREE(block); }                                        \
+    }
+
+const Form kForms[] = {
+    FORM(allocateStructure, freeStructure, 40, pp, Record),
+    FORM(allocateString, freeString, 10, pp, 9),
+    FORM(reallocateString, freeString, 10, pp, 9),
+    FORM(allocateArray, freeArray, 120, pp, 3, Record),
+    FORM(reallocateArray, freeArray, 120, pp, 3, Record),
+    FORM(allocateBuffer, freeBuffer, 7, pp, 7),
+    FORM(allocateBufferAligned, freeBufferAligned, 7, pp, 7, 64),
+    FORM(malloc, free, 5, 5),
+    FORM(calloc, free, 15, 5, 3),
+};
+
+TEST_F(Heap, FaultsOfEveryAllocation)
+{
+    static char marker = 0;
+    for (const Form &form : kForms) {
+        SCOPED_TRACE(form.operation);
+        const std::string name = form.operation;
+        const auto allocate_and_free = [&] {
+            ZOVOsapiHeap_MAX_HEAP_SIZE = 0; // still to be read
+            char *block = name.find("_re") != std::string::npos ? nullptr : &marker;
+            char *const before = block;
+            char *const result = static_cast<char *>(form.allocate(&block));
+            if (result == nullptr)
+                return block == before ? "null" : "null, and the pointer is changed";
+            form.release(result);
+            return "block";
+        };
+        test::for_each_fault(allocate_and_free, {"block"},
+                             {{"calloc 1", {{"null", no_memory(name, form.size)}}},
+                              {"getrlimit 1", {{"null", {warning(name + ":!getrlimit\n")}}}}});
+    }
+}
+
+std::string misaligned(int expected)
+{
+    return warning("make:system alignment does not match expected value of " +
+                   std::to_string(expected) + ", changing expected alignment to " +
+                   std::to_string(expected / 2) + "\n");
+}
+
+/** Grows a block with contents, on a platform whose blocks are off by some bytes. */
+std::string grow(int32_t alignment, std::size_t shift)
+{
+    constexpr char kText[] = "contents of the block";
+    GLOBAL_MALLOC_ALIGNMENT = 16;
+    void *block = nullptr;
+    {
+        const test::Aside aside;
+        allocate(&block, sizeof kText, alignment);
+        std::memcpy(block, kText, sizeof kText);
+    }
+    const test::Replacement shifted(test::block_shift, std::size_t{shift});
+    std::string result = allocate(&block, 1000, alignment, ZOV_TRUE) != nullptr
+                             ? is_aligned(block, alignment == 64 ? 64 : 1) ? "grown" : "misaligned"
+                             : "null";
+    result += std::memcmp(block, kText, sizeof kText) == 0 ? " with contents" : " without contents";
+    release(block, alignment);
+    return result;
+}
+
+constexpr int32_t kAlignments[] = {ZOV_OSAPI_HEAP_DEFAULT_ALIGNMENT, 64};
+
+TEST_F(Heap, FaultsOfReallocationsLeaveTheBlock)
+{
+    const Lines memory = no_memory("make", 1000);
+    const Lines learned = {misaligned(16)};
+    const Faults once = {{"realloc 1", {{"null with contents", memory}}}};
+    Faults twice = once;
+    twice["realloc 2"] = {"null with contents", learned + memory};
+    for (const int32_t alignment : kAlignments) {
+        test::for_each_fault([=] { return grow(alignment, 0); }, {"grown with contents"}, once);
+        test::for_each_fault([=] { return grow(alignment, 8); }, {"grown with contents", learned},
+                             twice);
+    }
+}
+
+TEST_F(Heap, AlignmentOfThePlatformIsLearnedForGood)
+{
+    capture.set_levels(0x3);
+    const std::pair<std::size_t, Lines> shifts[] = {
+        {8, {misaligned(16)}}, {4, {misaligned(16), misaligned(8)}}, {16, {}}};
+    for (const auto &[shift, warnings] : shifts) {
+        for (const int32_t alignment : kAlignments) {
+            GLOBAL_MALLOC_ALIGNMENT = 0;
+            const test::Replacement shifted(test::block_shift, std::size_t{shift});
+            for (int round = 0; round < 2; ++round) {
+                void *block = nullptr;
+                ASSERT_NE(allocate(&block, 33, alignment), nullptr);
+                EXPECT_TRUE(is_filled(block, 33, 0));
+                EXPECT_TRUE(is_aligned(block, alignment == 64 ? 64 : 4));
+                std::memset(block, 0xEE, 33);
+                release(block, alignment);
+            }
+            EXPECT_EQ(capture.take(), warnings) << "shifted by " << shift;
+            EXPECT_EQ(GLOBAL_MALLOC_ALIGNMENT, 16 >> warnings.size());
+        }
+    }
 }
 
 TEST(Memory, IsZeroLooksAtEveryByteAndAtNoMore)

@@ -412,6 +412,18 @@ std::string os_failure(const std::string &operation, const std::string &function
            std::strerror(error) + details + "\n";
 }
 
+Lines said_by(const std::string &operation)
+{
+    return {operation + ":" + kOs + "\n"};
+}
+
+Expected but(std::string results, const std::string &result, const Lines &lines)
+{
+    const std::size_t begin = results.find(result.substr(0, result.find(':') + 1));
+    results.replace(begin, results.find(' ', begin) - begin, result);
+    return {results, lines};
+}
+
 Lines no_memory(const std::string &operation, std::size_t size)
 {
     return {warning(operation + ":!malloc " + std::to_string(size) + " bytes\n"),

@@ -131,6 +131,10 @@ std::string warning(const std::string &line);
 /** The line of a failed platform function: "operation:OS function() failure, error ...". */
 std::string os_failure(const std::string &operation, const std::string &function, int error = EPERM,
                        const std::string &details = "");
+/** The line of an operation about the platform function that failed. */
+Lines said_by(const std::string &operation);
+/** What is expected when of the results "name:value " of a scenario one is another. */
+Expected but(std::string results, const std::string &result, const Lines &lines = {});
 /** The two lines of the heap without memory. */
 Lines no_memory(const std::string &operation, std::size_t size);
 /** Lines one after the other. */
