@@ -112,7 +112,7 @@ ZOVBool QUILLON_readOutput(int socket)
     } while (received > 0);
 
     const std::int32_t digit = QUILLON_retcodeBufferReverseFind(&ring, kRingSize, kReturnCodeText);
-    if (digit == -1 || digit >= ring.count) {
+    if (digit == -1) {
         QUILLON_retcodeBufferPrintBuffer(&ring);
         QUILLON_LOG(Exception, QUILLON_LOG_QUILLON_UNEXPECTED_CONNECTION_CLOSE);
         return ZOV_FALSE;

@@ -2,7 +2,6 @@
 
 #include "log/Log.h"
 
-#include <cerrno>
 #include <climits>
 #include <csignal>
 #include <cstdio>
@@ -37,14 +36,13 @@ void let_go_of_output()
 void *watch_launcher(void *)
 {
     char byte;
-    while (read(kLifeline, &byte, 1) == -1 && errno == EINTR) {
-    }
+    [[maybe_unused]] const ssize_t nothing = read(kLifeline, &byte, 1);
     let_go_of_output();
     close(kLifeline);
     return nullptr;
 }
 
-/** No signal is ever delivered to the watcher: all of them are for the VM's threads. */
+/** No signal ever interrupts the watcher: all of them are for the VM's threads. */
 bool start_watcher()
 {
     sigset_t all;
@@ -108,8 +106,7 @@ void quillon::become_server(int &connection, const Lifeline &lifeline)
     connection = -1;
     // As long as the child held a copy of the launcher's end, the end of file could never come.
     close(lifeline.launcher_end);
-    if (lifeline.server_end != kLifeline)
-        dup2(lifeline.server_end, kLifeline);
+    dup2(lifeline.server_end, kLifeline);
     close_descriptors_from(kLifeline + 1);
     point_to_null(O_RDONLY, {STDIN_FILENO});
     setsid();

@@ -31,7 +31,6 @@ struct Options
     std::int32_t server_timeout_ms = 20000;
     std::int32_t connection_timeout_ms = 5000;
     ZOVBool resolve_loopback = ZOV_FALSE;
-    ZOVBool java_process = ZOV_FALSE; // means nothing on this platform
 };
 
 enum class Role { Launcher, Server, Neither };
@@ -79,33 +78,31 @@ std::uint32_t levels_of(std::int32_t verbosity)
     }
 }
 
+/** Only a number can be wrong. */
 bool read_options(QUILLONParameterManager *manager, Options &options)
 {
     const auto read_string = [manager](int parameter, const char **value) {
-        return QUILLONParameterManager_getParameter(manager, value, nullptr, parameter,
-                                                    QUILLON_PARAMETER_KIND_STRING) != 0;
+        QUILLONParameterManager_getParameter(manager, value, nullptr, parameter,
+                                             QUILLON_PARAMETER_KIND_STRING);
     };
     const auto read_integer = [manager](int parameter, std::int32_t *value) {
         return QUILLONParameterManager_getParameter(manager, value, nullptr, parameter,
                                                     QUILLON_PARAMETER_KIND_INTEGER) != 0;
     };
-    const auto read_flag = [manager](int parameter, ZOVBool *present) {
-        return QUILLONParameterManager_getParameter(manager, nullptr, present, parameter,
-                                                    QUILLON_PARAMETER_KIND_FLAG) != 0;
-    };
+    read_string(QUILLON_PARAMETER_CLASSPATH, &options.classpath);
+    read_string(QUILLON_PARAMETER_WOLK_RESOURCE, &options.resource_dir);
+    read_string(QUILLON_PARAMETER_WOLK_HOME, &options.home_dir);
+    QUILLONParameterManager_getParameter(manager, nullptr, &options.resolve_loopback,
+                                         QUILLON_PARAMETER_RESOLVE_LOOPBACK,
+                                         QUILLON_PARAMETER_KIND_FLAG);
     std::int32_t verbosity = 1;
-    if (!read_string(QUILLON_PARAMETER_CLASSPATH, &options.classpath) ||
-        !read_string(QUILLON_PARAMETER_WOLK_RESOURCE, &options.resource_dir) ||
-        !read_string(QUILLON_PARAMETER_WOLK_HOME, &options.home_dir) ||
-        !read_integer(QUILLON_PARAMETER_VERBOSITY, &verbosity))
+    if (!read_integer(QUILLON_PARAMETER_VERBOSITY, &verbosity))
         return false;
     // Before the numbers are read: what is wrong with them is told as the user wished.
     QUILLONLog_setBitmaps(0xFFFF, levels_of(verbosity));
     return read_integer(QUILLON_PARAMETER_SERVER_PORT, &options.server_port) &&
            read_integer(QUILLON_PARAMETER_SERVER_TIMEOUT, &options.server_timeout_ms) &&
-           read_integer(QUILLON_PARAMETER_CONNECTION_TIMEOUT, &options.connection_timeout_ms) &&
-           read_flag(QUILLON_PARAMETER_RESOLVE_LOOPBACK, &options.resolve_loopback) &&
-           read_flag(QUILLON_PARAMETER_JAVA_PROCESS, &options.java_process);
+           read_integer(QUILLON_PARAMETER_CONNECTION_TIMEOUT, &options.connection_timeout_ms);
 }
 
 bool make_address(const Options &options, sockaddr_in &address)

@@ -1,6 +1,5 @@
 #include "tests/support/ScriptedServer.hpp"
 
-#include <filesystem>
 #include <gtest/gtest.h>
 #include <utility>
 
@@ -41,19 +40,6 @@ Options:
  -n_help                                     Displays this information
 )";
 
-const std::string kNoManager = "QUILLONParameterManager_new:!init parameter manager\n"
-                               "main:error creating parameter manager\n";
-const std::string kLineTooLong =
-    "QUILLONParameterManager_appendStringToBuffer:parameter line too long\n";
-const std::string kAppendDirectory = "QUILLONParameterManager_appendWorkingDirectory:";
-
-/** What a run says that misses an option or its value. */
-std::string missing(const std::string &option)
-{
-    return "QUILLONParameterManager_initialize:bad command-line parameter '" + option + "'\n" +
-           kNoManager;
-}
-
 /** What a run says that reads no number for an option. */
 std::string no_number(const std::string &option)
 {
@@ -70,13 +56,6 @@ void expect_run(const Command &command, int status, const std::string &out)
     EXPECT_EQ(outcome.err, "");
 }
 
-/** With these arguments and no others. */
-void expect_bare_run(Arguments arguments, int status, const std::string &out)
-{
-    arguments.insert(arguments.begin(), QUILLON);
-    expect_run({.arguments = arguments}, status, out);
-}
-
 TEST(CommandLine, AnswersTheFirstArgumentThatBeginsLikeAQuestion)
 {
     const Cases cases = {{{"-n_help"}, kHelp},
@@ -87,22 +66,15 @@ TEST(CommandLine, AnswersTheFirstArgumentThatBeginsLikeAQuestion)
                          {{"-n_v", "-n_h"}, kVersion},
                          {{"", "foo", "-n_servert", "-n_version", "-"}, kVersion},
                          {{"-n_classpath", "-n_help"}, kHelp}}; // it is no value
-    for (const auto &[arguments, answer] : cases)
-        expect_bare_run(arguments, 0, answer);
-}
-
-TEST(CommandLine, NamesTheFirstOptionThatIsMissingOrLacksItsValue)
-{
-    const Cases cases = {
-        {{"-n_classpath", "x"}, "n_wolkresource"},
-        {{"-n_classpath", "-n_wolkresource", "x"}, "n_wolkresource"},
-        // Not the questions that they look like; nor is the verbosity known yet.
-        {{"xn_help", "--n_version", "-n_helpx", "-h", "", "-n_verbosity", "0"}, "n_classpath"},
-        // As typed, without the first character.
-        {{"-n_classpath", "x", "xN_Wolkr"}, "N_Wolkr"},
-    };
-    for (const auto &[arguments, option] : cases)
-        expect_bare_run(arguments, 255, missing(option));
+    for (const auto &[arguments, answer] : cases) {
+        Arguments all = {QUILLON};
+        all.insert(all.end(), arguments.begin(), arguments.end());
+        expect_run({.arguments = all}, 0, answer);
+    }
+    expect_run({.arguments = {QUILLON}}, 255,
+               "QUILLONParameterManager_initialize:bad command-line parameter 'n_classpath'\n"
+               "QUILLONParameterManager_new:!init parameter manager\n"
+               "main:error creating parameter manager\n");
 }
 
 TEST(CommandLine, ReportsAnOptionThatIsNoNumberAsTheVerbosityAllows)
@@ -141,39 +113,6 @@ TEST(CommandLine, TakesTheLastPortAndItsLowestSixteenBits)
         const std::string value = " " + std::to_string(server.port() + offset) + ".9ab";
         expect_run(launcher(QUILLON, kNoPort, {"-n_s", value}), 0, "");
         EXPECT_EQ(server.received(), request({}));
-    }
-}
-
-TEST(CommandLine, HoldsExactly16382BytesOfArguments)
-{
-    const auto with_bytes = [](int port, std::size_t size) {
-        Command command = launcher(QUILLON, port, {std::string(size - 1, 'a')});
-        command.directory = "/"; // which takes 20 bytes together with its option
-        return command;
-    };
-    const std::string kDirectory = kAppendDirectory + "working directory too long: /\n";
-    const std::string kOption = kAppendDirectory + "parameter -workingDirectory too long\n";
-    const std::vector<std::pair<std::size_t, std::string>> cases = {
-        {16363, kDirectory}, {16364, kDirectory}, {16365, kOption}, {16382, kOption}, {16383, ""}};
-    for (const auto &[size, report] : cases)
-        expect_run(with_bytes(kNoPort, size), 255, kLineTooLong + report + kNoManager);
-
-    ScriptedServer server({kSuccessLine});
-    expect_run(with_bytes(server.port(), 16362), 0, "");
-    EXPECT_EQ(server.received(), request({std::string(16361, 'a')}, "/"));
-}
-
-TEST(CommandLine, WorksInDirectoriesOfUpTo255Characters)
-{
-    const test::TemporaryDirectory temporary;
-    const std::string base = std::filesystem::canonical(temporary.path()) / std::string(100, 'd');
-    for (const std::size_t length : {255U, 256U}) {
-        const std::string path = base + "/" + std::string(length - base.size() - 1, 'e');
-        std::filesystem::create_directories(path);
-        expect_run({.arguments = {QUILLON}, .directory = path}, 255,
-                   length == 255 ? missing("n_classpath")
-                                 : kAppendDirectory + "cannot get the current working directory\n" +
-                                       kNoManager);
     }
 }
 

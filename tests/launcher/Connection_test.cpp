@@ -5,11 +5,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <net/if.h>
 #include <poll.h>
-#include <sched.h>
-#include <sstream>
-#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <tuple>
 #include <unistd.h>
@@ -23,10 +19,6 @@ using test::request;
 using test::ScriptedServer;
 
 const std::string kLine = test::kSuccessLine;
-/** What a server that cannot be started says. */
-const std::string kNoServer = "QUILLON_createJVM:classpath too long\n"
-                              "QUILLON_startCodeGenerator:error creating JVM\n"
-                              "main:error running code generator\n";
 
 TEST(Connection, ReportsARequestThatIsNotSentAsAWhole)
 {
@@ -60,19 +52,6 @@ TEST(Connection, ReportsARequestThatIsNotSentAsAWhole)
     EXPECT_EQ(action.sa_handler, SIG_DFL);
     close(connection);
     close(listener);
-}
-
-TEST(Launcher, ReportsAListenerThatIsNoServer)
-{
-    for (int i = 0; i < 10; ++i) {
-        ScriptedServer server({.ending = test::Ending::Abandon});
-        const Outcome outcome = test::run(launcher(QUILLON, server.port()));
-        EXPECT_EQ(outcome.status, 255);
-        // Whether the request or the end comes first is chance.
-        EXPECT_TRUE(outcome.out == test::kClosedReport ||
-                    outcome.out == test::kResetReport + test::kClosedReport)
-            << outcome.out;
-    }
 }
 
 TEST(Launcher, ReportsOutputThatIsLost)
@@ -136,48 +115,14 @@ TEST(Launcher, EndsAsPipelinesDoWhenItsReaderGoes)
     }
 }
 
-/** Gives the process a loopback network of its own, whose only port for clients is this one. */
-bool enter_network_with_one_port(int port)
-{
-    if (unshare(CLONE_NEWNET) != 0 && unshare(CLONE_NEWUSER | CLONE_NEWNET) != 0)
-        return false;
-    const int any = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    ifreq loopback_up = {};
-    std::string("lo").copy(loopback_up.ifr_name, IFNAMSIZ);
-    loopback_up.ifr_flags = IFF_UP;
-    const std::string setting = "/proc/sys/net/ipv4/ip_local_port_range";
-    const std::string range = std::to_string(port) + "\t" + std::to_string(port) + "\n";
-    test::write_file(setting, range);
-    return ioctl(any, SIOCSIFFLAGS, &loopback_up) == 0 && test::read_file(setting) == range;
-}
-
-TEST(Launcher, IsNotItsOwnServer)
-{
-    const int port = test::free_port();
-    const auto in_child = [port] { return enter_network_with_one_port(port); };
-    if (test::run({.arguments = {"true"}, .in_child = in_child}).status != 0)
-        GTEST_SKIP() << "no network namespaces here";
-    const Outcome outcome =
-        test::run(launcher(QUILLON, port, {"-n_connectiontimeout", "50"}, in_child));
-    EXPECT_EQ(outcome.status, 255);
-    EXPECT_EQ(outcome.err, "");
-    // The lines of the launcher and its child come in any order.
-    const std::string kTimeout = "main:Timeout after 50 ms when connecting with quillon (errno: "
-                                 "111, Connection refused). Try increasing -n_connectiontimeout "
-                                 "argument.\n";
-    EXPECT_NE(outcome.out.find(kTimeout), std::string::npos) << outcome.out;
-    std::istringstream lines(outcome.out);
-    for (std::string line; std::getline(lines, line);)
-        EXPECT_NE((kTimeout + kNoServer).find(line + "\n"), std::string::npos) << line;
-}
-
 TEST(Launcher, LoadsTheCLibraryAlone)
 {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
     GTEST_SKIP() << "sanitizers bring libraries of their own";
 #endif
     // But for that of mathematics, the loader, and the system's own with BUILD_SHARED_LIBS.
-    const char *script = "readelf -dW \"$0\" | grep NEEDED | grep -v -e libm.so -e ld-linux -e libwolkcore.so";
+    const char *script =
+        "readelf -dW \"$0\" | grep NEEDED | grep -v -e libm.so -e ld-linux -e libwolkcore.so";
     const Outcome outcome = test::run({.arguments = {"sh", "-c", script, QUILLON}});
     EXPECT_TRUE(outcome.out.ends_with("[libc.so.6]\n")) << outcome.out << outcome.err;
     EXPECT_EQ(outcome.out.find('\n'), outcome.out.size() - 1) << outcome.out;

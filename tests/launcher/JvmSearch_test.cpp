@@ -14,6 +14,7 @@ namespace {
 namespace fs = std::filesystem;
 using test::Outcome;
 using Strings = std::vector<std::string>;
+using Value = std::optional<std::string>;
 
 class JvmSearch : public testing::Test
 {
@@ -32,24 +33,18 @@ protected:
                mount(m_installed.path().c_str(), place, nullptr, MS_BIND, nullptr) == 0;
     }
 
-    [[nodiscard]] test::Command command(const Strings &options) const
+    Outcome host(const Value &java_home = {}, const Value &path = "/nonexistent",
+                 const char *verbosity = "1")
     {
-        test::Command command = {.arguments = {QUILLON},
-                                 .environment = {{"PATH", "/nonexistent"},
-                                                 {"LD_LIBRARY_PATH", std::nullopt},
-                                                 {"STUB_JVM_RECORD", m_record}},
-                                 .in_child = m_cover_usual_places};
-        command.arguments.insert(command.arguments.end(), options.begin(), options.end());
-        return command;
-    }
-
-    Outcome host(const std::optional<std::string> &java_home = std::nullopt)
-    {
-        const std::string port = std::to_string(test::free_port());
-        test::Command cold = command({"-n_classpath", "c", "-n_wolkresource", "r", "-n_serverport",
-                                      port, "-n_connectiontimeout", "60000"});
-        cold.environment["JAVA_HOME"] = java_home;
-        return m_servers.host(cold);
+        return m_servers.host(
+            {.arguments = {QUILLON, "-n_classpath", "c", "-n_wolkresource", "r", "-n_serverport",
+                           std::to_string(test::free_port()), "-n_connectiontimeout", "60000",
+                           "-n_verbosity", verbosity},
+             .environment = {{"PATH", path},
+                             {"JAVA_HOME", java_home},
+                             {"LD_LIBRARY_PATH", std::nullopt},
+                             {"STUB_JVM_RECORD", m_record}},
+             .in_child = m_cover_usual_places});
     }
 
     test::Servers m_servers;
@@ -65,18 +60,25 @@ protected:
 
 TEST_F(JvmSearch, PlacesSearchedAreNamedOnOneLine)
 {
-    for (const auto &home : {std::optional<std::string>(), {"/no/home"}}) {
-        const Outcome hosted = host(home);
+    const std::string long_name(5000, 'x'); // too long for a path
+    for (const auto &[home, path] : {std::pair<Value, Value>({}, "/nonexistent"),
+                                     {"/no/home", std::nullopt},
+                                     {"", "/nonexistent"},
+                                     {long_name, long_name}}) {
+        const std::string line =
+            "no Java VM found, set JAVA_HOME to a JDK or JRE; tried libjvm.so by name, JAVA_HOME "
+            "(" +
+            home.value_or("not set") +
+            "), java on PATH, /usr/lib/jvm/default-java, /usr/lib/jvm/default, /usr/lib/jvm/*, "
+            "/opt/java/*";
+        const Outcome hosted = host(home, path);
         EXPECT_EQ(hosted.status, 255);
-        EXPECT_EQ(hosted.out,
-                  "QUILLON_createJVM:no Java VM found, set JAVA_HOME to a JDK or JRE; tried "
-                  "libjvm.so by name, JAVA_HOME (" +
-                      home.value_or("not set") +
-                      "), java on PATH, /usr/lib/jvm/default-java, /usr/lib/jvm/default, "
-                      "/usr/lib/jvm/*, /opt/java/*\nQUILLON_createJVM:error creating JVM\n"
-                      "QUILLON_startCodeGenerator:error creating JVM\n"
-                      "main:error running code generator\n");
+        EXPECT_EQ(hosted.out, "QUILLON_createJVM:" + line.substr(0, 899) +
+                                  "\nQUILLON_createJVM:error creating JVM\n"
+                                  "QUILLON_startCodeGenerator:error creating JVM\n"
+                                  "main:error running code generator\n");
     }
+    EXPECT_EQ(host({}, {}, "0").out, "");
 }
 
 TEST_F(JvmSearch, LibraryThatDoesNotLoadIsNamedWithTheReason)
@@ -100,7 +102,7 @@ TEST_F(JvmSearch, InstalledHomesAreTakenInOrder)
 {
     if (!fs::exists("/usr/lib/jvm"))
         GTEST_SKIP() << "this machine has no /usr/lib/jvm to cover";
-    const Strings names = {"/default-java", "/default", "/another-vm"};
+    const Strings names = {"/default-java", "/default", "/another-vm", "/yet-another-vm"};
     for (const std::string &name : names) {
         fs::create_directories(m_installed.path() + name + "/lib/server");
         fs::create_symlink(STUB_JVM, m_installed.path() + name + "/lib/server/libjvm.so");

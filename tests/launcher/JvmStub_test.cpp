@@ -94,6 +94,7 @@ TEST_F(JvmStub, OptionsOfTheVmFitOrAreTooLong)
         EXPECT_EQ(hosted.out, std::string("QUILLON_createJVM:") + complaint + "\n" + kNoVm);
         EXPECT_EQ(m_calls, "");
         EXPECT_EQ(hosted.status, 255);
+        EXPECT_EQ(host(command("", {option, longest + "x", "-n_verbosity", "0"})).out, "");
     }
 }
 
@@ -108,6 +109,7 @@ TEST_F(JvmStub, WhatTheVmAnswersDecides)
         {"no-env", "1", kNoEnvironment, 255, "option -DWOLKHOME=\"\"\n"},
         {"no-env", "0", "", 255, "option -DWOLKHOME=\"\"\n"},
         {"no-class", "1", kNoClass, 255, "FindClass com/zov/wolk/wolkgen/Main\n"},
+        {"no-class", "0", "", 255, "FindClass com/zov/wolk/wolkgen/Main\n"},
         {"no-method", "1", "", 0, "CallStaticVoidMethod com/zov/wolk/wolkgen/Main null array\n"},
         {"env-with-error", "1", "", 0,
          "CallStaticVoidMethod com/zov/wolk/wolkgen/Main main array\n"},
@@ -122,28 +124,37 @@ TEST_F(JvmStub, WhatTheVmAnswersDecides)
 
 TEST_F(JvmStub, InformationIsPrintedOnceByTheProcessItBelongsTo)
 {
-    const Outcome outcome = test::run(command("server", {"-n_verbosity", "3", "a.idl"}));
-    EXPECT_EQ(outcome.status, 0);
     // Until the fork one process writes; then both do, and their lines come in any order.
     std::string before = "main: Java Parameters:\n(\na.idl\n-workingDirectory\n" +
                          fs::current_path().string() + "\n\n)\n";
     for (int attempt = 0; attempt < 3; ++attempt)
         before += "QUILLON_socketConnect:Tried to connect with result -1 (errno: 111)\n";
-    EXPECT_EQ(outcome.out.substr(0, before.size()), before);
-    EXPECT_EQ(count(outcome.out, "Java Parameters"), 1U);
-    std::size_t at = before.size();
-    for (const std::string &text : Strings{
-             "main:Starting code generator\n",
-             "QUILLON_createJVM: Loading JVM:\n\tclasspath: generator.jar\n"
-             "\twolk_resource_dir: resource\n\twolk_home_dir: \n",
-             "QUILLON_invokeMainClass: Running Java QUILLON:\n\tserverPort: " +
-                 std::to_string(m_port) + "\n\tserverTimeout: 20000\n",
-             "served\n",
-             "QUILLON_readOutput:The code generation from quillon returned 1\n",
-         }) {
-        EXPECT_EQ(count(outcome.out, text), 1U) << outcome.out;
-        EXPECT_GE(outcome.out.find(text), at) << text;
-        at = outcome.out.find(text);
+    for (const auto &[home, options] :
+         {std::pair<std::string, Strings>("", {}), {"/opt/home", {"-n_wolkhome", "/opt/home"}}}) {
+        m_port = test::free_port();
+        test::Command serving = command("server", {"-n_verbosity", "3", "a.idl"});
+        serving.arguments.insert(serving.arguments.end(), options.begin(), options.end());
+        const Outcome outcome = test::run(serving);
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_EQ(outcome.out.substr(0, before.size()), before);
+        EXPECT_EQ(count(outcome.out, "Java Parameters"), 1U);
+        std::size_t at = before.size();
+        for (const std::string &text : Strings{
+                 "main:Starting code generator\n",
+                 "QUILLON_createJVM: Loading JVM:\n\tclasspath: generator.jar\n"
+                 "\twolk_resource_dir: resource\n\twolk_home_dir: " +
+                     home + "\n",
+                 "QUILLON_invokeMainClass: Running Java QUILLON:\n\tserverPort: " +
+                     std::to_string(m_port) + "\n\tserverTimeout: 20000\n",
+                 "served\n",
+                 "QUILLON_readOutput:The code generation from quillon returned 1\n",
+             }) {
+            EXPECT_EQ(count(outcome.out, text), 1U) << outcome.out;
+            EXPECT_GE(outcome.out.find(text), at) << text;
+            at = outcome.out.find(text);
+        }
+        EXPECT_EQ(test::run(command("server")).out, "served\n") << "the second request ends it";
+        EXPECT_EQ(m_servers.wait(), 0);
     }
 }
 

@@ -3,20 +3,18 @@
 #include "tests/support/ScriptedServer.hpp"
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <gtest/gtest.h>
 #include <random>
 #include <sys/socket.h>
 #include <tuple>
 #include <unistd.h>
-#include <utility>
 
 namespace {
 
 using test::Ending;
 using test::kClosedReport;
 using test::kResetReport;
+using test::printed_by;
 using Pieces = std::vector<std::string>;
 
 constexpr std::size_t kRingSize = QUILLON_RETCODE_BUFFER_SIZE;
@@ -48,20 +46,6 @@ std::string model_of(const Pieces &pieces)
         return out + ring.substr(0, count) + kClosedReport;
     return out + "QUILLON_readOutput:The code generation from quillon returned " +
            (ring[sizeof kNeedle - 1] == '0' ? "1\n" : "0\n");
-}
-
-/** What an operation writes to the standard output stream. */
-template <class Operation>
-std::string printed_by(Operation operation)
-{
-    char *text = nullptr;
-    std::size_t size = 0;
-    FILE *before = std::exchange(stdout, open_memstream(&text, &size));
-    operation();
-    std::fclose(std::exchange(stdout, before));
-    std::string printed(text, size);
-    std::free(text);
-    return printed;
 }
 
 /** What the relay prints, at the local level, for these pieces of what it receives. */

@@ -22,6 +22,7 @@ constexpr char kTooLong[] = "warning: string too long, truncated to 1024\n";
 // A message of another module, with a code that shows in the module tag.
 constexpr ZOVLogMessage kNumber = {0x02112034, "number %d\n"};
 constexpr ZOVLogMessage kText = {0x02000005, "%s\n"};
+constexpr ZOVLogMessage kNothing = {0x02000006, nullptr};
 
 TEST(Log, PrintMaskSelectsWhatALineHolds)
 {
@@ -91,8 +92,10 @@ TEST(Log, LongContextLeavesNoRoom)
     capture.clear();
     ZOVLog_printContextAndFatalMsg(std::string(300, 'c').c_str(), &kText, "text");
     ZOVLog_printContextAndFatalMsg("main", &kText, "text");
-    EXPECT_EQ(capture.lines(),
-              Lines({"[FATAL] " + std::string(247, 'c') + ":text\n", "[FATAL] main:text\n"}));
+    ZOVLog_printContextAndFatalMsg(nullptr, &kText, "text");
+    ZOVLog_printContextAndMsg("main", &kNothing);
+    EXPECT_EQ(capture.lines(), Lines({"[FATAL] " + std::string(247, 'c') + ":text\n",
+                                      "[FATAL] main:text\n", "[FATAL] :text\n", "main:"}));
 }
 
 TEST(Log, DebugTextIsPassedAsItIsAndCut)
@@ -111,6 +114,8 @@ TEST(Log, SnprintfTellsWhatDidNotFit)
     EXPECT_EQ(ZOVLog_snprintf(buffer, 4, "%s", "abc"), 3);
     EXPECT_EQ(ZOVLog_snprintf(nullptr, 4, "%s", "abcdefgh"), 8);
     EXPECT_EQ(ZOVLog_snprintf(buffer, 0, "%s", ""), -1);
+    EXPECT_EQ(ZOVLog_snprintf(nullptr, 4, "%ls", L"\x100"), -1) << "no character of the C locale";
+    EXPECT_EQ(ZOVLog_snprintf(buffer, 4, "%ls", L"\x100"), -1);
     EXPECT_EQ(ZOVOsapiUtility_snprintf(buffer, 4, "%s", "abcd"), -1);
     EXPECT_EQ(ZOVOsapiUtility_snprintfAdv(nullptr, 0, 9, "%s", "abcd"), 4);
 }
@@ -218,10 +223,14 @@ TEST(Log, StatementEvaluatesItsArgumentsOnlyWhenBothMasksAllow)
     EXPECT_EQ(told_level, 2);
     OSAPI_LOG_AS(Exception, kSubmoduleThread, "other", ZOV_LOG_ERRNO_d, number());
     EXPECT_EQ(told_level, 1);
+    ZOVLog_registerSetLogLevelMethod(nullptr);
+    OSAPI_LOG_AS(Exception, kSubmoduleThread, "other", ZOV_LOG_ERRNO_d, number());
+    ZOVLog_registerSetLogLevelMethod([](int level) { told_level = level; });
     told_level = 0;
     QUILLON_LOG_AS(Exception, "main", ZOV_LOG_ANY_s, "x");
     EXPECT_EQ(told_level, 0) << "the launcher tells the level hook nothing";
-    EXPECT_EQ(capture.lines(), Lines({"TestBody:errno = 1\n", "other:errno = 2\n", "main:x\n"}));
+    EXPECT_EQ(capture.lines(), Lines({"TestBody:errno = 1\n", "other:errno = 2\n",
+                                      "other:errno = 3\n", "main:x\n"}));
 }
 
 struct Entry

@@ -145,18 +145,20 @@ bool is_out_of_memory(Function function)
 } // namespace
 
 // The wrappers. Variadic calls pass these few arguments like any others where the tests run.
+#define PARAMETERS_0()
 #define PARAMETERS_1(A) A a
 #define PARAMETERS_2(A, B) A a, B b
 #define PARAMETERS_3(A, B, C) A a, B b, C c
 #define PARAMETERS_4(A, B, C, D) A a, B b, C c, D d
 #define PARAMETERS_5(A, B, C, D, E) A a, B b, C c, D d, E e
 #define PARAMETERS_6(A, B, C, D, E, F) A a, B b, C c, D d, E e, F f
-#define ARGUMENTS_1 a
-#define ARGUMENTS_2 a, b
-#define ARGUMENTS_3 a, b, c
-#define ARGUMENTS_4 a, b, c, d
-#define ARGUMENTS_5 a, b, c, d, e
-#define ARGUMENTS_6 a, b, c, d, e, f
+#define ARGUMENTS_0
+#define ARGUMENTS_1 , a
+#define ARGUMENTS_2 , a, b
+#define ARGUMENTS_3 , a, b, c
+#define ARGUMENTS_4 , a, b, c, d
+#define ARGUMENTS_5 , a, b, c, d, e
+#define ARGUMENTS_6 , a, b, c, d, e, f
 #define WRAP_Own(...)
 #define WRAP_Number(...) WRAPPER(Number, __VA_ARGS__)
 #define WRAP_NumberAfter(...) WRAPPER(NumberAfter, __VA_ARGS__)
@@ -165,8 +167,7 @@ bool is_out_of_memory(Function function)
 #define WRAPPER(STYLE, NAME, RESULT, COUNT, ...)                                                   \
     RESULT __wrap_##NAME(PARAMETERS_##COUNT(__VA_ARGS__))                                          \
     {                                                                                              \
-        return call<Style::STYLE>(Function::NAME, __real_##NAME, instead::NAME,                    \
-                                  ARGUMENTS_##COUNT);                                              \
+        return call<Style::STYLE>(Function::NAME, __real_##NAME, instead::NAME ARGUMENTS_##COUNT); \
     }
 #define WRAP(STYLE, ...) WRAP_##STYLE(__VA_ARGS__)
 

@@ -2,14 +2,18 @@
 
 #include "dds/Log.h"
 #include "koba/Log.h"
+#include "launcher/Log.h"
 #include "osapi/Log.h"
 #include "tests/support/Faults.hpp"
 #include "xml/Log.h"
 
 #include <array>
 #include <mutex>
-#include <tuple>
 #include <utility>
+
+// Weak: most tests link the library alone.
+extern "C" __attribute__((weak)) uint32_t QUILLONLog_g_submoduleMask;
+extern "C" __attribute__((weak)) uint32_t QUILLONLog_g_instrumentationMask;
 
 namespace test {
 namespace {
@@ -27,19 +31,12 @@ void capture(const char *message)
     g_are_warnings.push_back(std::exchange(t_level, 0) == 2);
 }
 
-struct Masks
-{
-    uint32_t *submodules;
-    uint32_t *levels;
-};
+/** The masks of a module. */
+#define MASKS(MODULE) &MODULE##_g_submoduleMask, &MODULE##_g_instrumentationMask
 
-const std::array kModules = {
-    Masks{&ZOVOsapiLog_g_submoduleMask, &ZOVOsapiLog_g_instrumentationMask},
-    Masks{&ZOVClockLog_g_submoduleMask, &ZOVClockLog_g_instrumentationMask},
-    Masks{&KOBALog_g_submoduleMask, &KOBALog_g_instrumentationMask},
-    Masks{&ZOVXMLLog_g_submoduleMask, &ZOVXMLLog_g_instrumentationMask},
-    Masks{&DDSLog_g_submoduleMask, &DDSLog_g_instrumentationMask},
-};
+// First the submodules, then the levels; null for the launcher where it is not linked.
+const std::array kMasks = {MASKS(QUILLONLog), MASKS(ZOVOsapiLog), MASKS(ZOVClockLog),
+                           MASKS(KOBALog),    MASKS(ZOVXMLLog),   MASKS(DDSLog)};
 
 } // namespace
 
@@ -49,13 +46,14 @@ struct LogCapture::Saved
     ZOVLogOnMessageMethod debug = ZOVLog_onMessageDebug;
     ZOVLogSetLogLevelMethod level = ZOVLog_setLogLevel;
     uint32_t print_mask = ZOVLog_printMask;
-    std::array<std::pair<uint32_t, uint32_t>, kModules.size()> masks;
+    std::array<uint32_t, kMasks.size()> masks = {};
 };
 
 LogCapture::LogCapture() : m_saved(new Saved)
 {
-    for (std::size_t i = 0; i < kModules.size(); ++i)
-        m_saved->masks[i] = {*kModules[i].submodules, *kModules[i].levels};
+    for (std::size_t i = 0; i < kMasks.size(); ++i)
+        if (kMasks[i] != nullptr)
+            m_saved->masks[i] = *kMasks[i];
     clear();
     ZOVLog_onMessage = capture;
     ZOVLog_onMessageDebug = capture;
@@ -68,8 +66,9 @@ LogCapture::~LogCapture()
     ZOVLog_onMessageDebug = m_saved->debug;
     ZOVLog_setLogLevel = m_saved->level;
     ZOVLog_printMask = m_saved->print_mask;
-    for (std::size_t i = 0; i < kModules.size(); ++i)
-        std::tie(*kModules[i].submodules, *kModules[i].levels) = m_saved->masks[i];
+    for (std::size_t i = 0; i < kMasks.size(); ++i)
+        if (kMasks[i] != nullptr)
+            *kMasks[i] = m_saved->masks[i];
     delete m_saved;
 }
 
@@ -99,8 +98,9 @@ Lines LogCapture::take()
 
 void LogCapture::set_levels(uint32_t instrumentation)
 {
-    for (const Masks &module : kModules)
-        *module.levels = instrumentation;
+    for (std::size_t i = 1; i < kMasks.size(); i += 2)
+        if (kMasks[i] != nullptr)
+            *kMasks[i] = instrumentation;
 }
 
 } // namespace test

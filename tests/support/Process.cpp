@@ -15,6 +15,7 @@
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 
 namespace test {
 namespace {
@@ -117,6 +118,18 @@ Outcome run(const Command &command)
     return Process(command).finish();
 }
 
+std::string printed_by(const std::function<void()> &operation)
+{
+    char *text = nullptr;
+    std::size_t size = 0;
+    FILE *before = std::exchange(stdout, open_memstream(&text, &size));
+    operation();
+    std::fclose(std::exchange(stdout, before));
+    std::string printed(text, size);
+    std::free(text);
+    return printed;
+}
+
 TemporaryDirectory::TemporaryDirectory()
 {
     std::string path = (std::filesystem::temp_directory_path() / "quillon-XXXXXX").string();
@@ -167,6 +180,15 @@ bool reserve(int port)
 
 } // namespace
 
+sockaddr_in loopback(int port)
+{
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    return address;
+}
+
 int free_port()
 {
     static int next = 20000 + static_cast<int>(getpid() % 1000) * 10;
@@ -174,11 +196,9 @@ int free_port()
         const int port = next;
         next = next >= 32000 ? 20000 : next + 1;
         const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_in address = {};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(static_cast<std::uint16_t>(port));
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        const bool free = bind(socket, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0;
+        const sockaddr_in address = loopback(port);
+        const bool free =
+            bind(socket, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
         close(socket);
         if (free && reserve(port))
             return port;

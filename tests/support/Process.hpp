@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <map>
+#include <netinet/in.h>
 #include <optional>
 #include <string>
 #include <sys/types.h>
@@ -54,6 +55,8 @@ private:
 
 /** Runs it to its end. */
 Outcome run(const Command &command);
+/** What an operation of this process writes to the standard output stream. */
+std::string printed_by(const std::function<void()> &operation);
 
 /** A directory of its own, removed with all that is in it. */
 class TemporaryDirectory
@@ -77,6 +80,7 @@ void write_file(const std::string &path, const std::string &text);
 
 /** A loopback port that nobody listens on, below the range of client ports; differs each time. */
 int free_port();
+sockaddr_in loopback(int port);
 
 } // namespace test
 

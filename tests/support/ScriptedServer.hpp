@@ -4,16 +4,14 @@
 
 #include "tests/support/Process.hpp"
 
-#include <netinet/in.h>
 #include <thread>
 
 namespace test {
 
 /** How a connection ends. Whatever the launcher sends until then is kept. */
 enum class Ending {
-    Close,   /**< ends the stream, and waits for the launcher to close */
-    Reset,   /**< when all that was sent has arrived */
-    Abandon, /**< closes at once, without a look at the request */
+    Close, /**< ends the stream, and waits for the launcher to close */
+    Reset, /**< when all that was sent has arrived */
 };
 
 /** What one launcher gets. */
@@ -46,8 +44,6 @@ private:
     std::string m_received;
     std::thread m_thread;
 };
-
-sockaddr_in loopback(int port);
 
 /**
  * A launcher at a port, with more arguments. Its class path is too long for a VM to be started, so
