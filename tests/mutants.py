@@ -28,7 +28,8 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 FOLDERS = ["log", "osapi", "koba", "xml", "dds", "launcher"]
 GOAL = 95
 SANDBOX = ["unshare", "--map-root-user", "--mount", "--pid", "--fork", "--mount-proc", "sh", "-c",
-           "mount -o remount,ro,bind / && mount -t tmpfs none /tmp && cd /tmp && exec \"$@\"", "sh"]
+           "mount -o remount,ro,bind / && mount -o remount,ro,bind /dev && mount -t tmpfs none /tmp &&"
+           " cd /tmp && exec \"$@\"", "sh"]
 
 TURNED = {"<": "<=", "<=": "<", ">": ">=", ">=": ">", "==": "!=", "!=": "==", "&&": "||",
           "||": "&&", "+": "-", "-": "+", "+=": "-=", "-=": "+=", "true": "false",
