@@ -32,10 +32,9 @@ Patterns made_patterns(fuzz::Input &input)
 /** What does not meet although a text matches both. */
 bool are_odd(const std::string &one, const std::string &other)
 {
-    const std::size_t set = other.find('[');
-    const bool may_name_special =
-        set != other.npos && other.find_first_of("[*?/.", set + 1) != other.npos;
-    return one.ends_with("**") || (one.find('?') != one.npos && may_name_special);
+    const std::size_t set = other.find('[') + 1;
+    const bool has_odd_set = set > 0 && other.find_first_of("[*?/.", set) + 1 <= other.rfind(']');
+    return one.ends_with("**") || (one.find('?') != one.npos && has_odd_set);
 }
 
 bool matches(const std::string &pattern, const std::string &text, uint32_t flags)

@@ -2,6 +2,10 @@
 #include "log/Log.h"
 #include "osapi/heap.h"
 
+#include <functional>
+#include <iterator>
+#include <random>
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
     static const auto ignore = ZOVLog_registerOnMessageMethod([](const char *) {});
@@ -9,4 +13,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     fuzz::test({data, size});
     fuzz::require(ignore != nullptr && ZOVOsapiHeap_g_allocCount == blocks);
     return 0;
+}
+
+void fuzz::run(int times)
+{
+    std::mt19937 random(1);
+    std::uint8_t bytes[64];
+    while (times-- > 0) {
+        std::generate(std::begin(bytes), std::end(bytes), std::ref(random));
+        LLVMFuzzerTestOneInput(bytes, sizeof bytes);
+    }
 }

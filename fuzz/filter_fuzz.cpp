@@ -1,6 +1,6 @@
 // Any text is parsed or refused, and nothing of it is left. Filters that are made from the input
 // mean what their truth at the points of a small domain says, and exclude each other only when no
-// point satisfies both.
+// point satisfies both; two relations of numbers do so always then.
 #include "fuzz/fuzz.hpp"
 #include "koba/String.h"
 
@@ -11,9 +11,9 @@ using fuzz::require;
 
 namespace {
 
-// The fields x and y have the values -2, -1.5 ... 2, and z these texts.
+// The fields x and y have the values -2.5, -2 ... 2.5, and z these texts.
 constexpr const char *kTexts[] = {"", "a", "b", "aa", "ab", "ba", "bb"};
-constexpr std::size_t kSteps = 9;
+constexpr std::size_t kSteps = 11;
 constexpr std::size_t kNumbers = kSteps * kSteps;
 using Truth = std::bitset<kNumbers * std::size(kTexts)>;
 
@@ -34,7 +34,7 @@ Truth truth_of(bool is_x, int code, double value, double upper)
     Truth truth;
     for (std::size_t point = 0; point < truth.size(); ++point) {
         const std::size_t step = is_x ? point % kSteps : point % kNumbers / kSteps;
-        const double at = static_cast<double>(step) / 2 - 2;
+        const double at = static_cast<double>(step) / 2 - 2.5;
         const bool results[] = {at == value,
                                 at != value,
                                 at > value,
@@ -86,16 +86,14 @@ std::string made_value(fuzz::Input &input, int value, bool has_parameters)
 {
     if (has_parameters && input.below(4) == 3)
         return "%" + std::to_string(value + 2);
-    return std::to_string(value) + (input.below(2) == 0 ? "" : ".0");
+    static constexpr const char *kEnds[] = {"", ".0", "e0"};
+    return std::to_string(value) + kEnds[input.below(3)];
 }
 
-Expression made_term(fuzz::Input &input, bool has_parameters)
+Expression made_relation(fuzz::Input &input, bool has_parameters, unsigned field)
 {
     static constexpr const char *kOperators[] = {"=", "<>", ">", "<", ">=", "<=", " between "};
     static constexpr const char *kFields[] = {"x", "y", "X", "Y"};
-    if (input.below(5) == 4)
-        return made_match(input);
-    const unsigned field = input.below(4);
     const unsigned code = input.below(7);
     const int value = static_cast<int>(input.below(5)) - 2;
     const int upper = static_cast<int>(input.below(5)) - 2;
@@ -103,6 +101,12 @@ Expression made_term(fuzz::Input &input, bool has_parameters)
     text += made_value(input, value, has_parameters);
     text += code == 6 ? " AND " + made_value(input, upper, has_parameters) : "";
     return {text, truth_of(field % 2 == 0, static_cast<int>(code), value, upper)};
+}
+
+Expression made_term(fuzz::Input &input, bool has_parameters)
+{
+    return input.below(5) == 4 ? made_match(input)
+                               : made_relation(input, has_parameters, input.below(4));
 }
 
 Expression made_filter(fuzz::Input &input, bool has_parameters, int depth)
@@ -132,14 +136,28 @@ void check_tree(const Expression &filter, const char *parameters)
     KOBAString_freeSQLExpressionTree(tree);
 }
 
+bool can_both_be_true(const Expression &one, const Expression &other)
+{
+    return KOBAString_hasIntersectingFilter(one.text.c_str(), other.text.c_str(), ',',
+                                            kParameters) != ZOV_FALSE;
+}
+
 void check_filters(fuzz::Input input)
 {
     const Expression one = made_filter(input, false, 3);
     const Expression other = made_filter(input, true, 3);
     check_tree(one, nullptr);
     check_tree(other, kParameters);
-    if (!KOBAString_hasIntersectingFilter(one.text.c_str(), other.text.c_str(), ',', kParameters))
-        require((one.truth & other.truth).none());
+    require(can_both_be_true(one, other) || (one.truth & other.truth).none());
+}
+
+void check_relations(fuzz::Input input)
+{
+    while (!input.empty()) {
+        const Expression one = made_relation(input, false, 0);
+        const Expression other = made_relation(input, true, 2);
+        require(can_both_be_true(one, other) == (one.truth & other.truth).any());
+    }
 }
 
 void check_text(const std::string &text)
@@ -158,5 +176,6 @@ void check_text(const std::string &text)
 void fuzz::test(Input input)
 {
     check_filters(input);
+    check_relations(input);
     check_text(input.rest());
 }

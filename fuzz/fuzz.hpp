@@ -51,6 +51,8 @@ private:
 
 /** The target: returns for any input, and leaves no heap block. */
 void test(Input input);
+/** Runs the target as a part of a test, always on the same inputs. */
+void run(int times);
 
 } // namespace fuzz
 

@@ -1,7 +1,6 @@
 #include "koba/OrderedDataType.h"
 #include "koba/Skiplist.h"
-#include "koba/fastBuffer.h"
-#include "osapi/Semaphore.h"
+#include "koba/fastBuffer.hpp"
 #include "osapi/Utility.h"
 #include "osapi/heap.h"
 #include "tests/support/Faults.hpp"
@@ -18,6 +17,7 @@
 #include <tuple>
 
 using test::Lines;
+using test::no_memory;
 using test::operator+;
 
 namespace {
@@ -34,8 +34,8 @@ struct Record
 
 using Records = std::set<Record *, std::function<bool(Record *, Record *)>>;
 
-/** What is wrong with a list that should have these records; "" if nothing is. */
-std::string flaw_of(const KOBASkiplist &list, const Records &records, const Node *tail_if_empty)
+/** Whether a list has these records and is sound. */
+bool is_list_of(const KOBASkiplist &list, const Records &records, const Node *tail_if_empty)
 {
     Node *last[32]; // on each level
     std::fill_n(last, 32, list.head);
@@ -44,22 +44,20 @@ std::string flaw_of(const KOBASkiplist &list, const Records &records, const Node
     for (const Record *record : records) {
         Node *node = before->forward[0];
         if (node == nullptr || node->userData != record || node->userValue != record->value ||
-            node->userFlag != record->flag())
-            return "not the records";
-        if (node->backward != before || node->level < 0 || node->level > list.head->level)
-            return "a node";
+            node->userFlag != record->flag() || node->backward != before || node->level < 0 ||
+            node->level > list.head->level)
+            return false;
         for (int level = 0; level <= node->level; ++level)
             if (std::exchange(last[level], node)->forward[level] != node)
-                return "a link";
+                return false;
         top = std::max<int>(top, node->level);
         before = node;
     }
     for (int level = 0; level <= list.head->level; ++level)
         if (last[level]->forward[level] != nullptr)
-            return "no end";
-    if (list.tail != (records.empty() ? tail_if_empty : before))
-        return "the tail";
-    return list.topLevel == top && list.nodeCount == records.size() ? "" : "a count";
+            return false;
+    return list.tail == (records.empty() ? tail_if_empty : before) && list.topLevel == top &&
+           list.nodeCount == records.size();
 }
 
 thread_local int t_calls = 0;
@@ -78,11 +76,7 @@ int32_t descending(const void *a, const void *b)
     return compare_first(a, b, &direction);
 }
 
-constexpr struct
-{
-    KOBASkiplistCompareFcn compare;
-    ZOVBool is_fast;
-} kOrders[] = {
+constexpr std::pair<KOBASkiplistCompareFcn, ZOVBool> kOrders[] = {
     {KOBAOrderedDataType_compareUInt, ZOV_TRUE},
     {KOBAOrderedDataType_compareDoubleUInt, ZOV_TRUE},
     {KOBAOrderedDataType_compareTripleUInt, ZOV_TRUE},
@@ -92,8 +86,7 @@ constexpr struct
     {KOBAOrderedDataType_compareQuadPointer, ZOV_TRUE},
     {KOBAOrderedDataType_compareFiveUInt, ZOV_FALSE},
     {descending, ZOV_FALSE},
-    {nullptr, ZOV_FALSE}, // compare_first, descending
-};
+    {nullptr, ZOV_FALSE}}; // compare_first, descending; the others have a fast comparison or not
 
 // Each takes the same step with a list and with the set of what it has, and tells whether the list
 // answered as it should.
@@ -150,21 +143,8 @@ std::vector<Record> random_records(std::mt19937 &random)
     return records;
 }
 
-KOBASkiplist *new_list(KOBASkiplistDescription *description, KOBASkiplistCompareFcn compare)
-{
-    static int32_t direction = -1;
-    KOBASkiplist *list =
-        compare != nullptr
-            ? KOBASkiplist_new(description, compare, &direction, 7, 8)
-            : KOBASkiplist_new_ex(description, compare_first, &direction, &direction, 7, 8);
-    EXPECT_EQ(list->head->userData, &direction);
-    EXPECT_EQ(list->head->userValue, 7u);
-    EXPECT_EQ(list->head->userFlag, 8);
-    return list;
-}
-
-/** What is wrong first in random steps; "" if nothing is. */
-std::string first_flaw(KOBASkiplistDescription *description, unsigned seed)
+/** The first of some random steps behind which a list is not what it should be; -1 for none. */
+int first_flaw(KOBASkiplistDescription *description, unsigned seed)
 {
     const auto [compare, is_fast] = kOrders[seed % std::size(kOrders)];
     const auto order = compare != nullptr ? compare : descending;
@@ -174,11 +154,17 @@ std::string first_flaw(KOBASkiplistDescription *description, unsigned seed)
     std::vector<Record> given = random_records(random);
     for (Record &record : given)
         all.insert(&record);
-    KOBASkiplist *list = new_list(description, compare);
+    int32_t direction = -1;
+    KOBASkiplist *list =
+        compare != nullptr
+            ? KOBASkiplist_new(description, compare, &direction, 7, 8)
+            : KOBASkiplist_new_ex(description, compare_first, &direction, &direction, 7, 8);
+    EXPECT_EQ(std::tuple(list->head->userData, list->head->userValue, list->head->userFlag),
+              std::tuple(&direction, 7u, 8));
     EXPECT_EQ(list->fastCompare, is_fast);
-    std::string flaw;
+    int step = 0;
     const Node *tail_if_empty = nullptr;
-    for (int step = 0; step < 2000 && flaw.empty(); ++step) {
+    for (bool is_right = true; is_right && step < 2000; ++step) {
         Record &record = given[random() % given.size()];
         const auto dice = random() % 200;
         if (dice == 0) {
@@ -188,20 +174,19 @@ std::string first_flaw(KOBASkiplistDescription *description, unsigned seed)
         }
         const bool had_any = !records.empty();
         t_refuses = dice % 20 == 0;
-        const bool is_right = dice < 80    ? find_or_insert(list, records, record)
-                              : dice < 130 ? append(list, records, all)
-                                           : remove(list, records, record);
+        is_right = dice < 80    ? find_or_insert(list, records, record)
+                   : dice < 130 ? append(list, records, all)
+                                : remove(list, records, record);
         t_refuses = false;
         if (had_any && records.empty())
             tail_if_empty = list->head;
-        flaw = is_right ? flaw_of(*list, records, tail_if_empty) : "step " + std::to_string(dice);
+        is_right = is_right && is_list_of(*list, records, tail_if_empty);
     }
-    const KOBASkiplist nothing = {};
     for (int i = 0; i < 2; ++i)
         KOBASkiplist_finalize(list);
-    EXPECT_EQ(std::memcmp(list, &nothing, sizeof nothing), 0);
+    EXPECT_TRUE(ZOVOsapiMemory_isZero(list, sizeof *list));
     KOBASkiplist_delete(list);
-    return flaw;
+    return step == 2000 ? -1 : step;
 }
 
 TEST(Skiplist, IsASetThroughAllSteps)
@@ -229,7 +214,7 @@ TEST(Skiplist, IsASetThroughAllSteps)
                                      nullptr, nullptr, nullptr);
         if (seed % 3 == 0)
             description.level = any_level;
-        EXPECT_EQ(first_flaw(&description, seed), "") << seed;
+        EXPECT_EQ(first_flaw(&description, seed), -1) << seed;
         EXPECT_EQ(nodes.size(), 0u) << seed;
     }
 }
@@ -322,7 +307,7 @@ TEST(DefaultAllocator, TheSafeOneServesTwoThreads)
     Allocator allocator = {true};
     ASSERT_TRUE(allocator.create(6, 1));
     const auto use = [&](unsigned seed) {
-        EXPECT_EQ(first_flaw(&allocator.description, seed), "");
+        EXPECT_EQ(first_flaw(&allocator.description, seed), -1);
     };
     std::thread other(use, 1);
     use(0);
@@ -330,7 +315,7 @@ TEST(DefaultAllocator, TheSafeOneServesTwoThreads)
     EXPECT_EQ(allocator.destroy(), 0);
 }
 
-/** Makes an allocator of two levels with a node each, and a list to which a record goes twice. */
+/** An allocator of two levels with a node each, and a list to which a record goes twice. */
 std::string make_and_use_list(bool is_safe)
 {
     Allocator allocator = {is_safe};
@@ -351,77 +336,58 @@ std::string make_and_use_list(bool is_safe)
     return result + std::to_string(allocator.destroy()) + " out";
 }
 
-/** What a pool reports for each of its allocations that fails when it is made. */
-std::vector<Lines> reports_of_pool(int32_t size)
-{
-    const KOBAFastBufferPoolProperty property = {{1, -1, -1}, 0, 0, 0};
-    test::LogCapture capture;
-    capture.set_levels(0x3);
-    for (std::vector<Lines> reports;; reports.push_back(capture.take())) {
-        const test::Fault fault("calloc " + std::to_string(reports.size() + 1));
-        KOBAFastBufferPool *pool = KOBAFastBufferPool_new(size, 8, &property);
-        KOBAFastBufferPool_delete(pool);
-        if (pool != nullptr)
-            return reports;
-    }
-}
-
-void add_mutex_faults(test::Faults &faults)
-{
-    const std::string get = "KOBASkiplistDefaultAllocator_createNodeSafe:";
-    const std::string put = "KOBASkiplistDefaultAllocator_destroyNodeSafe:";
-    const Lines take = {"ZOVOsapiSemaphore_take:OS()\n"};
-    const Lines give = {"ZOVOsapiSemaphore_give:OS()\n"};
-    const Lines no_node =
-        take + Lines{get + "!take mutex\n", "KOBASkiplistNode_new:!create node\n"};
-    const auto add = [&](const std::string &call, const std::string &result, const Lines &lines,
-                         const std::string &last, int leaks = 0) {
-        faults["pthread_mutex_" + call] = {result, lines + Lines{last + "\n"}, leaks};
-    };
-    add("init 1", "no allocator", {"ZOVOsapiSemaphore_new:OS()\n"},
-        "KOBASkiplist_newDefaultAllocatorSafe:!create mutex", 1);
-    add("destroy 1", "0 out", {}, "ZOVOsapiSemaphore_delete:!delete mutex", 1);
-    add("lock 1", "no list, 0 out", no_node + Lines{"KOBASkiplist_init:!create head\n"},
-        "KOBASkiplist_new:!init list");
-    add("lock 2", "not inserted, 0 out", no_node, "KOBASkiplist_assertNodeEA:!create node");
-    add("lock 4", "not appended, 0 out", no_node,
-        "KOBASkiplist_addNonExistingNodeAtEndEA:!create node");
-    add("lock", "1 out", take, put + "!take mutex");
-    for (const char *call : {"unlock 1", "unlock 2", "unlock 4"})
-        add(call, "0 out", give, get + "!give mutex");
-    add("unlock", "0 out", give, put + "!give mutex");
-}
-
 TEST(DefaultAllocator, FailsAsAWhole)
 {
-    for (const bool is_safe : {false, true}) {
-        const std::string creation =
-            std::string("KOBASkiplist_newDefaultAllocator") + (is_safe ? "Safe" : "") + ":!create ";
-        test::Faults faults;
-        int calls = 0;
-        const auto add = [&](const Lines &lines, const std::string &missing) {
-            faults["calloc " + std::to_string(++calls)] = {
-                "no allocator", lines + Lines{creation + missing + "\n"}};
-        };
-        const Lines no_pair = test::no_memory("ZOVOsapiHeap_allocateStructure", 2 * sizeof(void *));
-        const Lines no_array = test::no_memory("ZOVOsapiHeap_allocateArray", 2 * sizeof(void *));
-        if (is_safe) {
-            add_mutex_faults(faults);
-            add(no_pair, "allocatorParameter");
-            add(test::no_memory("ZOVOsapiHeap_allocateStructure", sizeof(ZOVOsapiSemaphore)),
-                "mutex");
-            add(no_array, "poolArray");
-        } else {
-            faults["calloc " + std::to_string(++calls)] = {"no allocator", no_array};
-        }
-        for (const int32_t size : {32, 40})
-            for (const Lines &lines : reports_of_pool(size))
-                add(lines, "fast buffer pool");
-        faults["calloc " + std::to_string(++calls)] = {
-            "no list, 0 out",
-            test::no_memory("ZOVOsapiHeap_allocateStructure", sizeof(KOBASkiplist))};
-        test::for_each_fault([=] { return make_and_use_list(is_safe); }, {"0 out"}, faults);
-    }
+    using test::Expected;
+    const std::string structure = "ZOVOsapiHeap_allocateStructure";
+    const Lines no_array = no_memory("ZOVOsapiHeap_allocateArray", 2 * sizeof(void *));
+    const Lines no_pool =
+        no_memory(structure, sizeof(KOBAFastBufferPool)) +
+        Lines{"KOBAFastBufferPool_newWithNotification:!create fast buffer pool\n"};
+    const auto none = [](const std::string &kind, const Lines &cause, const std::string &what) {
+        return Expected{
+            kind == "Safe" ? "0 out; no allocator" : "no allocator; 0 out",
+            cause + Lines{"KOBASkiplist_newDefaultAllocator" + kind + ":!create " + what + "\n"}};
+    };
+    const auto mutex = [](const std::string &result, const std::string &verb,
+                          const std::string &operation, const Lines &more = {}) {
+        return Expected{"0 out; " + result, Lines{"ZOVOsapiSemaphore_" + verb + ":OS()\n",
+                                                  "KOBASkiplistDefaultAllocator_" + operation +
+                                                      "NodeSafe:!" + verb + " mutex\n"} +
+                                                more};
+    };
+    const auto no_node = [&](const std::string &result, const Lines &more) {
+        return mutex(result + ", 0 out", "take", "create",
+                     Lines{"KOBASkiplistNode_new:!create node\n"} + more);
+    };
+    test::Faults faults = {
+        {"calloc 1", {{"no allocator; 0 out", no_array}}},
+        {"calloc 2", none("", no_pool, "fast buffer pool")},
+        {"calloc 6", none("", no_pool, "fast buffer pool")}, // of the other level
+        {"calloc 10", {{"no list, 0 out; 0 out", no_memory(structure, sizeof(KOBASkiplist))}}},
+        {"calloc 11", none("Safe", no_memory(structure, 16), "allocatorParameter")},
+        {"calloc 12", none("Safe", no_memory(structure, sizeof(ZOVOsapiSemaphore)), "mutex")},
+        {"calloc 13", none("Safe", no_array, "poolArray")},
+        {"calloc 18", none("Safe", no_pool, "fast buffer pool")},
+        {"pthread_mutex_init", none("Safe", {"ZOVOsapiSemaphore_new:OS()\n"}, "mutex")},
+        {"pthread_mutex_destroy",
+         {{"0 out; 0 out", {"ZOVOsapiSemaphore_delete:!delete mutex\n"}, 1}}},
+        {"pthread_mutex_lock 1",
+         no_node("no list", {"KOBASkiplist_init:!create head\n", "KOBASkiplist_new:!init list\n"})},
+        {"pthread_mutex_lock 2",
+         no_node("not inserted", {"KOBASkiplist_assertNodeEA:!create node\n"})},
+        {"pthread_mutex_lock 4",
+         no_node("not appended", {"KOBASkiplist_addNonExistingNodeAtEndEA:!create node\n"})},
+        {"pthread_mutex_lock", mutex("1 out", "take", "destroy")},
+        {"pthread_mutex_unlock 1", mutex("0 out", "give", "create")},
+        {"pthread_mutex_unlock 3", mutex("0 out", "give", "destroy")},
+    };
+    faults["pthread_mutex_init"]->leaks = 1;
+    const auto use_both = [] {
+        const std::string plain = make_and_use_list(false);
+        return plain + "; " + make_and_use_list(true);
+    };
+    test::for_these_faults(use_both, {"0 out; 0 out"}, faults);
 }
 
 } // namespace

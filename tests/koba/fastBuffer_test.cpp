@@ -11,7 +11,6 @@
 #include <vector>
 
 using koba::fast_buffer::DeletedBy;
-using koba::fast_buffer::next_growth;
 using test::Expected;
 using test::Lines;
 using test::LogCapture;
@@ -24,10 +23,12 @@ namespace {
 using Pool = std::unique_ptr<KOBAFastBufferPool, DeletedBy<KOBAFastBufferPool_delete>>;
 using Set = std::unique_ptr<KOBAFastBufferPoolSet, DeletedBy<KOBAFastBufferPoolSet_delete>>;
 using Property = KOBAFastBufferPoolProperty;
+using Sizes = std::vector<int64_t>;
 
 const std::string kNew = "KOBAFastBufferPool_newWithNotification:";
 const std::string kNewSet = "KOBAFastBufferPoolSet_new:";
 const std::string kGrow = "KOBAFastBufferPool_growEmptyPoolEA:";
+const std::string kStructure = "ZOVOsapiHeap_allocateStructure";
 const std::string kNoAlignment = "!( ((bufferAlignment) > 0) && (((bufferAlignment) & "
                                  "(-bufferAlignment)) == (bufferAlignment)) )";
 
@@ -36,7 +37,6 @@ constexpr Property growing(int32_t initial, int32_t maximal, int32_t increment)
     return {{initial, maximal, increment}, 0, 0, 0};
 }
 constexpr Property kDoubling = growing(1, -1, -1);
-constexpr Property kGuarded = {{1, -1, -1}, 1, 0, 0};
 
 Pool make(int32_t size, int32_t alignment, const Property &property)
 {
@@ -59,52 +59,38 @@ std::string usage(KOBAFastBufferPool *pool)
     return std::to_string(info.inUse) + " of " + std::to_string(info.allocated);
 }
 
-/**
- * How large a pool becomes, as far as 32. A step is twice the last or the increment, but for a last
- * one, which leaves nothing over and is less than one and a half times as large.
- */
-std::vector<int64_t> sizes_of(const Property &property)
+/** How large a pool becomes: the first five sizes and the last one. */
+Sizes sizes_of(const Property &property)
 {
-    const auto &[initial, maximal, increment] = property.growth;
-    const bool limited = maximal >= 0 && property.overrideGrowthLimits == 0;
-    const int64_t end = limited ? maximal : INT32_MAX;
-    std::vector<int64_t> sizes;
-    int64_t count = initial;
-    for (int64_t step = initial; step != 0; count += step) {
-        if (count <= 32)
-            sizes.push_back(count);
-        const int64_t full = increment > 0 ? std::min<int64_t>(2 * step, increment) : 2 * step;
-        const bool is_last = end - count < (limited ? 3 * full / 2 : full);
-        step = next_growth(property, static_cast<int32_t>(count), static_cast<int32_t>(step));
-        EXPECT_EQ(step, is_last ? end - count : full)
-            << initial << " " << maximal << " " << increment << " at " << count;
+    Sizes sizes;
+    int64_t count = 0;
+    for (int64_t step = property.growth.initial; step > 0;
+         step = koba::fast_buffer::next_growth(property, static_cast<int32_t>(count),
+                                               static_cast<int32_t>(step))) {
+        count += step;
+        sizes.resize(std::min<std::size_t>(sizes.size(), 5));
+        sizes.push_back(count);
     }
-    EXPECT_EQ(count, end);
     return sizes;
 }
 
 TEST(FastBufferPool, GrowsToTwiceItsLastGrowthWithinItsLimits)
 {
-    using Sizes = std::vector<int64_t>;
-    EXPECT_EQ(sizes_of(growing(4, 20, -1)), Sizes({4, 12, 20}));
-    EXPECT_EQ(sizes_of(growing(4, -1, 1000003)), Sizes({4, 12, 28}));
-    EXPECT_EQ(sizes_of(growing(4, 999, 10)), Sizes({4, 12, 22, 32}));
-    EXPECT_EQ(sizes_of(growing(4, 7, 1)), Sizes({4, 5, 6, 7}));
-    EXPECT_EQ(sizes_of(growing(4, 25, 5)), Sizes({4, 9, 14, 19, 25}));
-    EXPECT_EQ(sizes_of(growing(4, 26, 5)), Sizes({4, 9, 14, 19, 24, 26}));
-    EXPECT_EQ(sizes_of({{3, 3, 0}, 0, 0, 1}), Sizes({3, 9, 21}));
-    EXPECT_EQ(next_growth(growing(3, 3, 0), 3, 3), 0);
-
-    const int32_t numbers[] = {1,          1000003,    1 << 29,       (1 << 30) - 1, 1 << 30,
-                               1431655764, 1431655765, INT32_MAX - 1, INT32_MAX};
-    for (const int32_t initial : numbers)
-        for (const int32_t increment : {-1, 1000003, 1 << 30, INT32_MAX}) {
-            sizes_of(growing(initial, -1, increment));
-            for (const int32_t maximal : numbers)
-                for (const int32_t overrides : {0, 1})
-                    if (maximal >= initial)
-                        sizes_of({{initial, maximal, increment}, 0, 0, overrides});
-        }
+    const std::pair<Property, Sizes> cases[] = {
+        {growing(4, 20, -1), {4, 12, 20}},
+        {growing(4, -1, 1000003), {4, 12, 28, 60, 124, INT32_MAX}},
+        {growing(4, 999, 10), {4, 12, 22, 32, 42, 999}},
+        {growing(4, 7, 1), {4, 5, 6, 7}},
+        {growing(4, 25, 5), {4, 9, 14, 19, 25}}, // the last step leaves nothing over: it is longer
+        {growing(4, 26, 5), {4, 9, 14, 19, 24, 26}}, // or shorter
+        {growing(INT32_MAX - 7, -1, 5), {INT32_MAX - 7, INT32_MAX - 2, INT32_MAX}},
+        {growing(1 << 30, -1, -1), {1 << 30, INT32_MAX}},
+        {growing(INT32_MAX / 2, INT32_MAX - 1, INT32_MAX), {INT32_MAX / 2, INT32_MAX - 1}},
+        {growing(3, 3, 0), {3}},
+        {{{3, 3, 0}, 0, 0, 1}, {3, 9, 21, 45, 93, INT32_MAX}},
+    };
+    for (const auto &[property, sizes] : cases)
+        EXPECT_EQ(sizes_of(property), sizes);
 }
 
 TEST(FastBufferPool, HandsOutBuffersInTheOrderOfAddressesAndTakesThemBack)
@@ -135,208 +121,167 @@ TEST(FastBufferPool, HandsOutBuffersInTheOrderOfAddressesAndTakesThemBack)
 
 TEST(FastBufferPool, RefusesWhatItCannotBe)
 {
-    const std::string too_large = "!create fast buffer pool buffers\n";
-    const auto unmet = [](const std::string &condition) {
-        return "!precondition: " + condition + "\n";
-    };
     const auto with_increment_0 = [](int32_t initial, int32_t maximal) {
         return Property{{initial, maximal, 0}, 0, 1, 1};
     };
     // Each has the faults of all that follow it.
     const std::tuple<int32_t, int32_t, Property, std::string> cases[] = {
-        {0, 0, with_increment_0(0, 1), unmet("propertyIn->growth.initial < 1")},
+        {0, 0, with_increment_0(0, 1), "propertyIn->growth.initial < 1"},
         {0, 0, with_increment_0(2, 1),
-         unmet("(((&propertyIn->growth)->maximal >= 0) && ((propertyIn->growth.initial) > "
-               "(&propertyIn->growth)->maximal))")},
-        {0, 0, with_increment_0(2, 3), unmet("bufferSize < 1")},
-        {1, 24, with_increment_0(2, 3), unmet(kNoAlignment)},
-        {1, INT32_MIN, with_increment_0(2, 3), unmet(kNoAlignment)},
+         "(((&propertyIn->growth)->maximal >= 0) && ((propertyIn->growth.initial) > "
+         "(&propertyIn->growth)->maximal))"},
+        {0, 0, with_increment_0(2, 3), "bufferSize < 1"},
+        {1, 24, with_increment_0(2, 3), kNoAlignment},
+        {1, INT32_MIN, with_increment_0(2, 3), kNoAlignment},
         {INT32_MAX, 2, with_increment_0(2, -1),
-         unmet("propertyIn->growth.increment == 0 && propertyIn->growth.maximal != "
-               "propertyIn->growth.initial")},
+         "propertyIn->growth.increment == 0 && propertyIn->growth.maximal != "
+         "propertyIn->growth.initial"},
         {INT32_MAX, 2, with_increment_0(2, 2),
-         unmet("bufferInitializeFnc != ((void *)0) && propertyIn->zeroBufferContent != 0")},
-        {INT32_MAX, 2, kDoubling, too_large},
-        {(1 << 30) + 1, 1 << 30, kGuarded, too_large},
+         "bufferInitializeFnc != ((void *)0) && propertyIn->zeroBufferContent != 0"},
+        {INT32_MAX, 2, kDoubling, ""},
+        {(1 << 30) + 1, 1 << 30, {{1, -1, -1}, 1, 0, 0}, ""},
     };
     const LogCapture capture;
     EXPECT_EQ(KOBAFastBufferPool_new(0, 0, nullptr), nullptr);
-    Lines lines = {kNew + unmet("propertyIn == ((void *)0)")};
+    Lines lines = {kNew + "!precondition: propertyIn == ((void *)0)\n"};
     const KOBAFastBufferInitializeFcn initialize = [](void *, void *) { return 1; };
-    for (const auto &[size, alignment, property, line] : cases) {
+    for (const auto &[size, alignment, property, condition] : cases) {
         EXPECT_EQ(KOBAFastBufferPool_newWithNotification(size, alignment, initialize, nullptr,
                                                          nullptr, nullptr, &property),
                   nullptr);
-        lines.push_back(kNew + line);
+        lines.push_back(kNew + (condition.empty() ? "!create fast buffer pool buffers\n"
+                                                  : "!precondition: " + condition + "\n"));
     }
     EXPECT_EQ(capture.lines(), lines);
 }
 
-/** The buffers as they were made ready; finalised ones are told by their place among them. */
+/** What a buffer has while it is ready: a number and a block, which may be lacking. */
+struct Item
+{
+    void *block;
+    int number;
+};
+
 struct Notes
 {
-    std::vector<void *> ready = {};
-    std::size_t failing = 100; /**< the place whose buffer fails */
-    std::string finalized = {};
+    std::string text = {};
+    int made = 0;
 };
 
 int32_t initialize(void *buffer, void *parameter)
 {
     auto &notes = *static_cast<Notes *>(parameter);
-    notes.ready.push_back(buffer);
-    return notes.ready.size() == notes.failing + 1 ? 0 : 7;
+    auto *item = new (buffer) Item{ZOVOsapiHeap_malloc(1), ++notes.made};
+    notes.text += "+" + std::to_string(item->number) + " ";
+    return item->block != nullptr ? 7 : 0;
 }
 
 void finalize(void *buffer, void *parameter)
 {
-    auto &notes = *static_cast<Notes *>(parameter);
-    const auto place = std::find(notes.ready.rbegin(), notes.ready.rend(), buffer);
-    notes.finalized += std::to_string(notes.ready.rend() - place - 1) + " ";
+    auto *item = static_cast<Item *>(buffer);
+    ZOVOsapiHeap_free(item->block);
+    static_cast<Notes *>(parameter)->text += "-" + std::to_string(item->number) + " ";
 }
 
-TEST(FastBufferPool, TellsItsFunctionsOfEachBufferAndStaysAsItWasWhenGrowingFails)
+/** The numbers of the buffers that six gets make and take, the fourth get without growth. */
+std::string use_pool()
 {
-    LogCapture capture;
-    capture.set_levels(0x3);
     Notes notes;
-    const Property property = growing(2, -1, -1);
-    Pool pool(KOBAFastBufferPool_newWithNotification(4, 4, initialize, &notes, finalize, &notes,
+    const Property property = {{3, 4, -1}, 1, 0, 0};
+    Pool pool(KOBAFastBufferPool_newWithNotification(12, 8, initialize, &notes, finalize, &notes,
                                                      &property));
-    ASSERT_NE(pool, nullptr);
-    get(pool, 2);
-    const KOBAFastBufferPool before = *pool;
-    for (const char *call : {"calloc 1", "calloc 2", "calloc 3"}) {
-        const test::Fault fault(call);
-        EXPECT_EQ(KOBAFastBufferPool_growEmptyPoolEA(pool.get()), 0) << call;
+    if (pool == nullptr)
+        return notes.text + "null";
+    Item *last = nullptr;
+    for (int i = 1; i <= 6; ++i) {
+        const auto take =
+            i == 4 ? KOBAFastBufferPool_getBufferNoMalloc : KOBAFastBufferPool_getBuffer;
+        auto *item = static_cast<Item *>(take(pool.get()));
+        notes.text += item != nullptr ? std::to_string(item->number) + " " : "null ";
+        if (item != nullptr)
+            ZOVOsapiHeap_free(std::exchange((last = item)->block, nullptr));
     }
-    capture.clear();
-    notes.failing = 4;
-    EXPECT_EQ(KOBAFastBufferPool_getBuffer(pool.get()), nullptr);
-    EXPECT_EQ(std::memcmp(&before, pool.get(), sizeof before), 0);
-    EXPECT_EQ(capture.lines(), Lines({kGrow + "!init newly allocated buffer\n"}));
-    EXPECT_TRUE(std::is_sorted(notes.ready.begin() + 2, notes.ready.end()));
-    EXPECT_NE(KOBAFastBufferPool_getBuffer(pool.get()), nullptr);
-    capture.clear();
+    KOBAFastBufferPool_returnBuffer(pool.get(), last);
+    notes.text += usage(pool.get()) + " ";
     pool.reset();
-    EXPECT_EQ(notes.finalized, "3 2 8 7 6 ");
-    EXPECT_EQ(capture.lines(), Lines({"KOBAFastBufferPool_delete:!all buffers returned\n"}));
-    capture.clear();
-    notes = {.failing = 1};
-    EXPECT_EQ(KOBAFastBufferPool_newWithNotification(4, 4, initialize, &notes, nullptr, nullptr,
-                                                     &property),
-              nullptr);
-    EXPECT_EQ(capture.lines(), Lines({kGrow + "!init newly allocated buffer\n",
-                                      kNew + "!create fast buffer pool buffers\n"}));
+    return notes.text;
+}
+
+TEST(FastBufferFaults, AreReportedAndAFailedGrowthMayBeTriedAgain)
+{
+    const auto no_pool = [](const Lines &cause, const std::string &what,
+                            const std::string &notes = "") {
+        return Expected{notes + "null", cause + Lines{kNew + "!create " + what + "\n"}};
+    };
+    const auto used = [](const std::string &notes, const Lines &before, const Lines &after = {}) {
+        return Expected{
+            "+1 +2 +3 " + notes + "3 of 4 -4 ",
+            before + Lines{test::warning("KOBAFastBufferPool_delete:!all buffers returned\n")} +
+                after};
+    };
+    const auto no_growth = [&](const std::string &operation, std::size_t size,
+                               const std::string &line) {
+        return used("1 2 3 null null +4 4 ",
+                    no_memory("ZOVOsapiHeap_" + operation, size) + Lines{kGrow + line + "\n"});
+    };
+    const auto no_mutex = [](const std::string &operation, const std::string &verb) {
+        return Lines{"ZOVOsapiSemaphore_" + verb + ":OS()\n",
+                     "KOBAFastBufferPool_" + operation + ":!" + verb + " mutex\n"};
+    };
+    const std::string notes = "1 2 3 null +4 4 null ";
+    const Lines not_ready =
+        no_memory("ZOVOsapiHeap_malloc", 1) + Lines{kGrow + "!init newly allocated buffer\n"};
+    test::Faults faults = {
+        {"calloc 1",
+         no_pool(no_memory(kStructure, sizeof(KOBAFastBufferPool)), "fast buffer pool")},
+        {"calloc 2", no_pool(no_memory(kStructure, sizeof(ZOVOsapiSemaphore)), "mutex")},
+        {"calloc 8", no_pool(not_ready, "fast buffer pool buffers", "+1 +2 +3 -2 -1 ")},
+        {"calloc 9", no_growth("allocateStructure", sizeof(KOBAFastBufferPoolStorage),
+                               " !allocate container for buffer for 16 bytes")},
+        {"calloc 10", no_growth("allocateBufferAligned", 16, " !allocate buffer of 16 bytes")},
+        {"calloc 11", no_growth("allocateArray", 32, " !allocate stack of 4 buffers")},
+        {"calloc 12", {{"+1 +2 +3 1 2 3 null +4 null +5 5 3 of 4 -5 ", used("", not_ready).lines}}},
+        {"pthread_mutex_init", no_pool({"ZOVOsapiSemaphore_new:OS()\n"}, "mutex")},
+        {"pthread_mutex_destroy", used(notes, {}, {"ZOVOsapiSemaphore_delete:!delete mutex\n"})},
+        {"pthread_mutex_lock 1", used("null 1 2 3 +4 4 null ", no_mutex("getBuffer", "take"))},
+        {"pthread_mutex_lock 4", used(notes, no_mutex("getBufferNoMalloc", "take"))},
+        {"pthread_mutex_lock 7",
+         {{"+1 +2 +3 " + notes + "4 of 4 ", used("", no_mutex("returnBuffer", "take")).lines}}},
+        {"pthread_mutex_unlock 4", used(notes, no_mutex("getBufferNoMalloc", "give"))},
+        {"pthread_mutex_unlock 7", used(notes, no_mutex("returnBuffer", "give"))},
+        {"pthread_mutex_unlock", used(notes, no_mutex("getBuffer", "give"))},
+    };
+    faults["pthread_mutex_init"]->leaks = faults["pthread_mutex_destroy"]->leaks = 1;
+    test::for_these_faults(use_pool, used(notes, {}), faults);
 }
 
 char *g_buffer = nullptr;
 
 TEST(FastBufferPool, ZeroesWhatAGetHandsOutOutsideTheMutex)
 {
-    LogCapture capture;
-    const std::string filled(24, 0x5A);
+    const LogCapture capture;
+    const test::Replacement unlock(
+        test::instead::pthread_mutex_unlock, +[](pthread_mutex_t *mutex) {
+            EXPECT_TRUE(g_buffer == nullptr || *g_buffer == 0x5A) << "zeroed under the mutex";
+            return __real_pthread_mutex_unlock(mutex);
+        });
     for (const int32_t guarded : {0, 1}) {
+        g_buffer = nullptr;
         const Pool pool = make(24, 8, {{2, 2, 0}, guarded, 1, 0});
-        g_buffer = get(pool, 1)[0];
+        char *const buffer = get(pool, 1)[0];
         const auto contents_after = [&](void *(*take)(KOBAFastBufferPool *)) {
-            std::memset(g_buffer, 0x5A, 24);
-            KOBAFastBufferPool_returnBuffer(pool.get(), g_buffer);
-            const test::Replacement unlock(
-                test::instead::pthread_mutex_unlock, +[](pthread_mutex_t *mutex) {
-                    EXPECT_EQ(*g_buffer, 0x5A) << "zeroed under the mutex";
-                    return __real_pthread_mutex_unlock(mutex);
-                });
-            EXPECT_EQ(take(pool.get()), g_buffer);
-            return std::string(g_buffer, 24);
+            g_buffer = std::fill_n(buffer, 24, 0x5A) - 24;
+            KOBAFastBufferPool_returnBuffer(pool.get(), buffer);
+            EXPECT_EQ(take(pool.get()), buffer);
+            return std::string(buffer, 24);
         };
         EXPECT_EQ(contents_after(KOBAFastBufferPool_getBuffer), std::string(24, '\0'));
-        EXPECT_EQ(contents_after(KOBAFastBufferPool_getBufferNoMalloc), filled);
+        EXPECT_EQ(contents_after(KOBAFastBufferPool_getBufferNoMalloc), std::string(24, 0x5A));
         const test::Fault fault("pthread_mutex_unlock 2"); // the first is the return's
-        EXPECT_EQ(contents_after(KOBAFastBufferPool_getBuffer) == filled, guarded != 0);
+        EXPECT_EQ(contents_after(KOBAFastBufferPool_getBuffer)[23] == 0x5A, guarded != 0);
     }
     EXPECT_EQ(capture.lines(), Lines({os_failure("ZOVOsapiSemaphore_give", "pthread_mutex_unlock"),
                                       "KOBAFastBufferPool_getBuffer:!give mutex\n"}));
-}
-
-/** What a growth by buffers of 8 bytes reports when one of its three allocations fails. */
-Lines growth_failure(int allocation, std::size_t added, std::size_t count)
-{
-    const std::string bytes = std::to_string(8 * added) + " bytes\n";
-    if (allocation == 0)
-        return no_memory("ZOVOsapiHeap_allocateStructure", sizeof(KOBAFastBufferPoolStorage)) +
-               Lines{kGrow + " !allocate container for buffer for " + bytes};
-    if (allocation == 1)
-        return no_memory("ZOVOsapiHeap_allocateBufferAligned", 8 * added) +
-               Lines{kGrow + " !allocate buffer of " + bytes};
-    return no_memory("ZOVOsapiHeap_allocateArray", 8 * count) +
-           Lines{kGrow + " !allocate stack of " + std::to_string(count) + " buffers\n"};
-}
-
-/** Of the first of two pools: three gets, one without growth, "b" for each buffer, and a return. */
-std::string use_set()
-{
-    const int32_t sizes[] = {8, 8};
-    const Set set(KOBAFastBufferPoolSet_new(2, sizes, 8, &kGuarded));
-    if (set == nullptr)
-        return "null";
-    std::string result;
-    void *buffers[4];
-    for (int i = 0; i < 4; ++i) {
-        buffers[i] = i < 3 ? KOBAFastBufferPoolSet_getBuffer(set.get(), 8)
-                           : KOBAFastBufferPool_getBufferNoMalloc(set->pools[0]);
-        result += buffers[i] != nullptr ? "b" : "-";
-    }
-    KOBAFastBufferPoolSet_returnBuffer(set.get(),
-                                       *std::find_if(buffers, buffers + 4, std::identity()), 8);
-    return result + " " + usage(set->pools[0]);
-}
-
-TEST(FastBufferFaults, AreReportedAndAFailedGrowthMayBeTriedAgain)
-{
-    make(8, 8, kGuarded); // reads the limit of the heap, so that the scenario does not
-    const std::string clean = "bbb- 2 of 3";
-    const std::string structure = "ZOVOsapiHeap_allocateStructure";
-    const auto no_set = [](const Lines &cause, const std::string &what) {
-        return Expected{"null", cause + Lines{kNewSet + "!create fast buffer pool" + what + "\n"}};
-    };
-    const auto no_pool = [&](const Lines &cause, const std::string &what) {
-        return no_set(cause + Lines{kNew + "!create " + what + "\n"}, "");
-    };
-    test::Faults faults = {
-        {"calloc 1", no_set(no_memory(structure, sizeof(KOBAFastBufferPoolSet)), " set")},
-        {"calloc 2", no_set(no_memory("ZOVOsapiHeap_allocateArray", 16), " array")},
-        {"pthread_mutex_init",
-         no_pool({os_failure("ZOVOsapiSemaphore_new", "pthread_mutex_init")}, "mutex")},
-        {"pthread_mutex_destroy", {{clean, {"ZOVOsapiSemaphore_delete:!delete mutex\n"}, 1}}},
-    };
-    faults["pthread_mutex_init"]->leaks = 1;
-    const auto call = [](int number) { return "calloc " + std::to_string(number); };
-    for (const int first : {3, 8}) {
-        faults[call(first)] =
-            no_pool(no_memory(structure, sizeof(KOBAFastBufferPool)), "fast buffer pool");
-        faults[call(first + 1)] = no_pool(no_memory(structure, sizeof(ZOVOsapiSemaphore)), "mutex");
-    }
-    for (int i = 0; i < 3; ++i) {
-        faults[call(5 + i)] = faults[call(10 + i)] =
-            no_pool(growth_failure(i, 1, 1), "fast buffer pool buffers");
-        faults[call(13 + i)] = {"b-bb 2 of 3", growth_failure(i, 2, 3)};
-    }
-    const char *const uses[][2] = {{"getBuffer", "-bbb 2 of 3"},
-                                   {"getBuffer", "b-bb 2 of 3"},
-                                   {"getBuffer", "bb-b 2 of 3"},
-                                   {"getBufferNoMalloc", "bbb- 2 of 3"},
-                                   {"returnBuffer", "bbb- 3 of 3"}};
-    for (int i = 0; i < 5; ++i) {
-        const auto &[operation, result] = uses[i];
-        const auto lines = [&](const std::string &take, const std::string &lock) {
-            return Lines{os_failure("ZOVOsapiSemaphore_" + take, lock),
-                         std::string("KOBAFastBufferPool_") + operation + ":!" + take + " mutex\n"};
-        };
-        const std::string at = std::string(" ") + std::to_string(i + 1);
-        faults["pthread_mutex_lock" + at] = {result, lines("take", "pthread_mutex_lock")};
-        faults["pthread_mutex_unlock" + at] = {clean, lines("give", "pthread_mutex_unlock")};
-    }
-    test::for_each_fault(use_set, {clean}, faults);
 }
 
 using MonitoredFastBuffers = test::HeapMonitor;
@@ -344,25 +289,29 @@ using MonitoredFastBuffers = test::HeapMonitor;
 TEST_F(MonitoredFastBuffers, BlocksAreNotedAsThoseOfAPoolAndNothingElseIs)
 {
     ASSERT_TRUE(ZOVOsapiHeap_enableMonitoring());
-    const auto note_of = [](void *block) {
-        const ZOVOsapiHeapContext &context = zov::heap::header_of(block)->info->context;
-        return std::to_string(context.poolAllocation) + " " +
-               std::to_string(context.poolBufferCount) + " " +
-               std::to_string(context.poolBufferSize);
-    };
     const LogCapture capture;
     const Pool pool = make(10, 4, growing(3, -1, -1));
-    EXPECT_EQ(note_of(pool->storage->block), "1 3 12");
+    const auto notes = [&] {
+        std::string text;
+        for (void *block :
+             {pool->storage->block, static_cast<void *>(pool.get()),
+              static_cast<void *>(pool->storage), static_cast<void *>(pool->bottom)}) {
+            const ZOVOsapiHeapContext &context = zov::heap::header_of(block)->info->context;
+            for (const auto number :
+                 {int64_t{context.poolAllocation}, int64_t{context.poolBufferCount},
+                  int64_t{context.poolBufferSize}})
+                text += std::to_string(number) + " ";
+        }
+        return text;
+    };
+    EXPECT_EQ(notes(), "1 3 12 0 0 0 0 0 0 0 0 0 ");
     get(pool, 4);
-    EXPECT_EQ(note_of(pool->storage->block), "1 9 12");
-    for (void *other : {static_cast<void *>(pool.get()), static_cast<void *>(pool->storage),
-                        static_cast<void *>(pool->bottom)})
-        EXPECT_EQ(note_of(other), "0 0 0");
+    EXPECT_EQ(notes(), "1 9 12 0 0 0 0 0 0 0 0 0 ");
     EXPECT_EQ(capture.lines(), Lines());
     // Without a context of its own a thread grows the pool all the same.
     pthread_setspecific(ZOVOsapiHeapContext_g_TssContextKey, nullptr);
     get(pool, 6);
-    EXPECT_EQ(note_of(pool->storage->block), "0 0 0");
+    EXPECT_EQ(notes(), "0 0 0 0 0 0 0 0 0 0 0 0 ");
     EXPECT_EQ(capture.lines(), Lines({kGrow + "!get heap context\n"}));
 }
 
@@ -410,19 +359,38 @@ TEST(FastBufferPoolSet, ServesFromTheFirstPoolThatIsLargeEnough)
     EXPECT_EQ(KOBAFastBufferPoolSet_getBuffer(set.get(), 300), nullptr);
     KOBAFastBufferPoolSet_returnBuffer(set.get(), nullptr, 300);
     EXPECT_EQ(capture.lines(), Lines());
+}
 
-    const int32_t bad[] = {16, 0};
+TEST(FastBufferPoolSet, IsMadeAsAWhole)
+{
     const std::tuple<int32_t, const Property *, std::string> cases[] = {
         {0, nullptr, "poolCount < 1"},
         {2, nullptr, "propertyIn == ((void *)0)"},
         {2, &kDoubling, "bufferSizes[i] < 1"},
         {1, &kDoubling, kNoAlignment}};
-    Lines lines;
+    const int32_t sizes[] = {16, 0};
     for (const auto &[count, property, condition] : cases) {
-        EXPECT_EQ(KOBAFastBufferPoolSet_new(count, bad, 3, property), nullptr);
-        lines.push_back(kNewSet + "!precondition: " + condition + "\n");
+        const LogCapture capture;
+        EXPECT_EQ(KOBAFastBufferPoolSet_new(count, sizes, 3, property), nullptr);
+        EXPECT_EQ(capture.lines(), Lines{kNewSet + "!precondition: " + condition + "\n"});
     }
-    EXPECT_EQ(capture.lines(), lines);
+    const auto no_set = [](const Lines &cause, const std::string &what) {
+        return Expected{"null", cause + Lines{kNewSet + "!create fast buffer pool" + what + "\n"}};
+    };
+    const Expected no_pool = no_set(no_memory(kStructure, sizeof(KOBAFastBufferPool)) +
+                                        Lines{kNew + "!create fast buffer pool\n"},
+                                    "");
+    test::for_these_faults(
+        [] {
+            const int32_t two[] = {8, 8};
+            const Set set(KOBAFastBufferPoolSet_new(2, two, 8, &kDoubling));
+            return std::string(set != nullptr ? "set" : "null");
+        },
+        {"set"},
+        {{"calloc 1", no_set(no_memory(kStructure, sizeof(KOBAFastBufferPoolSet)), " set")},
+         {"calloc 2", no_set(no_memory("ZOVOsapiHeap_allocateArray", 16), " array")},
+         {"calloc 3", no_pool},
+         {"calloc 7", no_pool}}); // of the second pool
 }
 
 TEST(FastBufferPoolInfo, IsDisplayedOnStandardOutput)

@@ -1,8 +1,9 @@
+#include "fuzz/fuzz.hpp"
 #include "koba/String.h"
 #include "osapi/heap.h"
 #include "tests/support/Faults.hpp"
 
-#include <array>
+#include <cerrno>
 #include <gtest/gtest.h>
 #include <string>
 #include <tuple>
@@ -38,24 +39,26 @@ std::string refusal(const std::string &reason)
     return "KOBAString_parseSQLExpression:!" + reason + "\n";
 }
 
+/** The tree as text, or "refused", and then with the output as it was. */
+std::string parse(const std::string &filter, const char *params)
+{
+    Term untouched = {};
+    Term *tree = &untouched;
+    if (!KOBAString_parseSQLExpression(&tree, filter.c_str(), ',', params))
+        return tree == &untouched ? "refused" : "refused and written";
+    const std::string text = printed(tree);
+    KOBAString_freeSQLExpressionTree(tree);
+    return text;
+}
+
 /** The tree as text, or what was reported. */
 std::string parsed(const std::string &filter, const char *params)
 {
-    test::LogCapture capture;
+    const test::LogCapture capture;
     const int64_t blocks = ZOVOsapiHeap_g_allocCount;
-    Term untouched = {};
-    Term *tree = &untouched;
-    std::string text;
-    if (KOBAString_parseSQLExpression(&tree, filter.c_str(), ',', params)) {
-        text = printed(tree);
-        KOBAString_freeSQLExpressionTree(tree);
-    } else {
-        EXPECT_EQ(tree, &untouched) << filter;
-        for (const std::string &line : capture.lines())
-            text += line;
-    }
+    const std::string text = parse(filter, params);
     EXPECT_EQ(ZOVOsapiHeap_g_allocCount, blocks) << filter;
-    return text;
+    return text == "refused" && capture.lines().size() == 1 ? capture.lines()[0] : text;
 }
 
 TEST(FilterParser, MakesBranchesOfTerms)
@@ -134,128 +137,77 @@ TEST(FilterParser, HasLimits)
 
 TEST(FilterFaults, FreeWhatThereIsAndLeaveTheOutput)
 {
-    const auto parse = []() -> std::string {
-        Term *tree = nullptr;
-        if (!KOBAString_parseSQLExpression(
-                &tree, "(a=1 OR b BETWEEN 2 AND 3) AND (c=4 OR d MATCH '5')", ',', nullptr))
-            return tree == nullptr ? "untouched" : "touched";
-        const std::string text = printed(tree);
-        KOBAString_freeSQLExpressionTree(tree);
-        return text;
-    };
     test::Faults faults;
-    for (const char allocation : std::string("tsstssstsstsstttt")) { // of a term, of a string
-        const Lines no_term = test::no_memory("ZOVOsapiHeap_allocateBufferAligned", sizeof(Term));
+    for (const char allocation : std::string("tsstssstsstsstttt")) // of a term, of a string
         faults["calloc " + std::to_string(faults.size() + 1)] = {
-            "untouched",
-            allocation == 't' ? no_term : test::no_memory("ZOVOsapiHeap_allocateString", 2)};
-    }
+            "refused", allocation == 't'
+                           ? test::no_memory("ZOVOsapiHeap_allocateBufferAligned", sizeof(Term))
+                           : test::no_memory("ZOVOsapiHeap_allocateString", 2)};
     test::for_each_fault(
-        parse, {"[*a=1 c=4][*b BETWEEN 2..3 *c=4][a=1 d MATCH 5][b BETWEEN 2..3 *d MATCH 5]"},
-        faults);
+        [] { return parse("(a=1 OR b BETWEEN 2 AND 3) AND (c=4 OR d MATCH '5')", nullptr); },
+        {"[*a=1 c=4][*b BETWEEN 2..3 *c=4][a=1 d MATCH 5][b BETWEEN 2..3 *d MATCH 5]"}, faults);
 }
 
-/** Two terms on a field, in either order. */
-bool intersect(int32_t code1, const std::string &value1, int32_t code2, const std::string &value2,
-               const std::string &upper1 = "", const std::string &upper2 = "")
+bool intersect(const std::string &f1, const std::string &f2)
 {
-    Term one = {};
-    one.operatorCode = code1;
-    one.value = const_cast<char *>(value1.c_str());
-    one.upperValue = const_cast<char *>(upper1.c_str());
-    Term other = one;
-    other.operatorCode = code2;
-    other.value = const_cast<char *>(value2.c_str());
-    other.upperValue = const_cast<char *>(upper2.c_str());
-    const ZOVBool result = KOBAString_isSQLNumericRelationshipIntersect(&one, &other);
-    EXPECT_EQ(KOBAString_isSQLNumericRelationshipIntersect(&other, &one), result);
-    return result != 0;
+    return KOBAString_hasIntersectingFilter(f1.c_str(), f2.c_str(), ';', "7;4") == ZOV_TRUE;
 }
 
-using Relation = std::array<int, 3>; // operator code, value, upper value
-
-bool holds(const Relation &relation, double x)
+TEST(Filters, MeanWhatTheirTruthSays)
 {
-    const auto &[code, value, upper] = relation;
-    const std::array simple = {x == value, x != value, x > value,
-                               x < value,  x >= value, x <= value};
-    return code < 6 ? simple[static_cast<std::size_t>(code)] : value <= x && x <= upper;
+    fuzz::run(1500);
 }
 
-TEST(NumericIntersection, IsThatOfTheNumbersThatSatisfyBoth)
-{
-    std::vector<Relation> relations;
-    for (int value = -1; value <= 2; ++value)
-        for (int code = 0; code <= 6; ++code)
-            for (int upper = -1; upper <= (code < 6 ? -1 : 2); ++upper)
-                relations.push_back({code, value, upper});
-    for (const char *suffix1 : {"", ".0", "e0"})
-        for (const char *suffix2 : {"", "."})
-            for (const Relation &one : relations)
-                for (const Relation &other : relations) {
-                    bool expected = false;
-                    for (double x = -2; x <= 3; x += 0.5)
-                        expected |= holds(one, x) && holds(other, x);
-                    EXPECT_EQ(intersect(one[0], std::to_string(one[1]) + suffix1, other[0],
-                                        std::to_string(other[1]), std::to_string(one[2]),
-                                        std::to_string(other[2]) + suffix2),
-                              expected)
-                        << testing::PrintToString(one) << testing::PrintToString(other);
-                }
-}
-
-TEST(NumericIntersection, ExcludesNothingThatItCannotTell)
-{
-    test::LogCapture capture;
-    const std::string largest = "9223372036854775807";
-    const std::string larger = "9223372036854775808";
-    EXPECT_FALSE(intersect(0, largest, 1, largest));
-    EXPECT_FALSE(intersect(2, largest, 0, "-" + larger));
-    EXPECT_TRUE(intersect(2, largest, 0, larger));
-    EXPECT_TRUE(intersect(3, larger, 0, largest));
-    EXPECT_TRUE(intersect(1, larger, 0, larger + "0"));
-    EXPECT_FALSE(intersect(0, larger, 3, "5"));
-    EXPECT_TRUE(intersect(2, "1e999", 0, "1e1000"));
-    EXPECT_TRUE(intersect(0, "'5'", 0, "6"));
-    EXPECT_TRUE(intersect(0, "5", 7, "a*"));
-    EXPECT_TRUE(capture.lines().empty());
-    EXPECT_TRUE(intersect(0, "5", 7, "6"));
-    EXPECT_TRUE(intersect(7, "5.0", 7, "6"));
-    const std::string line = "KOBAString_hasPatternsOnly:!";
-    const std::string integer = line + "Integer Comparison Intersection Logic Error\n";
-    const std::string real = line + "FloatingPoint Comparison Intersection Logic Error\n";
-    EXPECT_EQ(capture.lines(), (Lines{integer, integer, real, real}));
-}
+#define LARGEST "9223372036854775807"
+#define LARGER "9223372036854775808"
 
 TEST(FilterIntersection, ComparesBranchesFieldByField)
 {
-    const std::string element(256, 'a');
-    const std::tuple<std::string, std::string, bool> rows[] = {
-        {"x > 5", "X < 3", false},
-        {"x > 5", "y < 3", true},
-        {"x > 5", "x < 6", true},
-        {"x > 5 OR x < 2", "x = 3 OR x = %1", false},
-        {"x > 5 OR x < 2", "x = 3 OR x = %0", true},
-        {"x > 5 AND y = 1", "x = 9 AND (y = 2 OR y BETWEEN 3 AND 1)", false},
-        {"x MATCH 'a*'", "x MATCH 'b*'", false},
-        {"x MATCH 'a*,b'", "x MATCH '?,cc'", true},
-        {"x MATCH 'a/*'", "x MATCH 'a/b/c'", false},
-        {"x MATCH '\\*'", "x MATCH '\\a'", true}, // a backslash is no escape
-        {"x MATCH 'a*'", "x = 'b'", true},
-        {"x MATCH 'a'", "x MATCH " + element, true},
-        {"x MATCH " + element, "x MATCH 'a'", true},
-        {"x > 5", "x << 3", true},
-        {"x > %0", "x < 0", true},
+    const auto logic_error = [](const std::string &kind) {
+        return "KOBAString_hasPatternsOnly:!" + kind + " Comparison Intersection Logic Error\n";
+    };
+    const std::string long_element(256, 'a');
+    // What is reported is the same for either order.
+    const std::tuple<std::string, std::string, bool, std::string> rows[] = {
+        {"x > 5", "X < 3", false, ""},
+        {"x > 5", "y < 3", true, ""},
+        {"x > 5 OR x < 2", "x = 3 OR x = 4", false, ""},
+        {"x > 5 OR x < 2", "x = 3 OR x = 6", true, ""},
+        {"x > 5 AND y = 1", "x = 9 AND (y = 2 OR y BETWEEN 3 AND 1)", false, ""},
+        {"x MATCH 'a*'", "x MATCH 'b*'", false, ""},
+        {"x MATCH 'a*,b'", "x MATCH '?,cc'", true, ""},
+        {"x MATCH 'a/*'", "x MATCH 'a/b/c'", false, ""},
+        {"x MATCH '\\*'", "x MATCH '\\a'", true, ""}, // a backslash is no escape
+        {"x MATCH 'a*'", "x = 'b'", true, ""},
+        {"x MATCH 'a'", "x MATCH " + long_element, true, ""},
+        // Nothing is excluded that cannot be told.
+        {"x = " LARGEST, "x <> " LARGEST, false, ""},
+        {"x > " LARGEST, "x = -" LARGER, false, ""},
+        {"x > " LARGEST, "x = " LARGER, true, ""},
+        {"x < " LARGER, "x = " LARGEST, true, ""},
+        {"x <> " LARGER, "x = " LARGER "0", true, ""},
+        {"x = " LARGER, "x < 5", false, ""},
+        {"x > 1e999", "x = 1e1000", true, ""},
+        {"x = '5'", "x = 6", true, ""},
+        {"x = 5", "x MATCH 'a*'", true, ""},
+        {"x = 5", "x MATCH 6", true, logic_error("Integer")},
+        {"x = 6", "x MATCH 5.0", true, logic_error("FloatingPoint")},
+        {"x > 5", "x << 3", true, refusal("syntax error no match for opcode")},
     };
     test::LogCapture capture;
     const int64_t blocks = ZOVOsapiHeap_g_allocCount;
-    for (const auto &[f1, f2, expected] : rows)
-        EXPECT_EQ(KOBAString_hasIntersectingFilter(f1.c_str(), f2.c_str(), ';', "6;4"),
-                  expected ? ZOV_TRUE : ZOV_FALSE)
-            << f1 << ' ' << f2;
+    errno = ERANGE; // of something else
+    for (const auto &[f1, f2, expected, line] : rows) {
+        EXPECT_EQ(intersect(f1, f2), expected) << f1 << ' ' << f2;
+        EXPECT_EQ(intersect(f2, f1), expected) << f2 << ' ' << f1;
+        EXPECT_EQ(capture.take(), line.empty() ? Lines() : Lines(2, line)) << f1 << ' ' << f2;
+    }
+    EXPECT_EQ(errno, ERANGE);
+    EXPECT_FALSE(intersect("x > 5", "x < %1"));
+    EXPECT_TRUE(intersect("x > 5", "x < %0"));
+    EXPECT_TRUE(intersect("x > %0", "x < 0")) << "the first one has no parameters";
+    EXPECT_EQ(capture.lines(), Lines{refusal("publisher filter does not support parameters")});
     EXPECT_EQ(ZOVOsapiHeap_g_allocCount, blocks);
-    EXPECT_EQ(capture.lines(), (Lines{refusal("syntax error no match for opcode"),
-                                      refusal("publisher filter does not support parameters")}));
 }
 
 } // namespace
