@@ -29,6 +29,19 @@ bool is_equal(const char *data, const char *text, std::int32_t size)
     return std::strncmp(data, text, static_cast<std::size_t>(size)) == 0;
 }
 
+/** A stream of bytes in the ring: up to its end, and from its beginning on. */
+struct Parts
+{
+    std::int32_t first;
+    std::int32_t second;
+};
+
+Parts parts_of(std::int32_t start, std::int32_t n)
+{
+    const std::int32_t first = std::min(n, kRingSize - start);
+    return {.first = first, .second = std::min(start, n - first)};
+}
+
 } // namespace
 
 void QUILLON_retcodeBufferInitialize(QUILLONRetcodeBuffer *ring)
@@ -39,21 +52,15 @@ void QUILLON_retcodeBufferInitialize(QUILLONRetcodeBuffer *ring)
 void QUILLON_retcodeBufferGetSizesForStream(int32_t start, int32_t n, int32_t *first,
                                             int32_t *second)
 {
-    *first = kRingSize - start;
-    if (*first >= n) {
-        *first = n;
-        *second = 0;
-        return;
-    }
-    *second = std::min(start, n - *first);
+    const Parts parts = parts_of(start, n);
+    *first = parts.first;
+    *second = parts.second;
 }
 
 void QUILLON_retcodeBufferAddAndPrint(QUILLONRetcodeBuffer *ring, const char *data, int32_t n)
 {
     const std::int32_t skip = std::max(n - kRingSize, 0);
-    std::int32_t first = 0;
-    std::int32_t second = 0;
-    QUILLON_retcodeBufferGetSizesForStream(ring->start, n, &first, &second);
+    const auto [first, second] = parts_of(ring->start, n);
     if (ring->start < ring->count)
         print(ring->data + ring->start, first);
     print(ring->data, second);
@@ -69,9 +76,7 @@ void QUILLON_retcodeBufferAddAndPrint(QUILLONRetcodeBuffer *ring, const char *da
 
 void QUILLON_retcodeBufferPrintBuffer(const QUILLONRetcodeBuffer *ring)
 {
-    std::int32_t first = 0;
-    std::int32_t second = 0;
-    QUILLON_retcodeBufferGetSizesForStream(ring->start, ring->count, &first, &second);
+    const auto [first, second] = parts_of(ring->start, ring->count);
     print(ring->data + ring->start, first);
     print(ring->data, second);
 }
@@ -83,9 +88,7 @@ int32_t QUILLON_retcodeBufferReverseFind(const QUILLONRetcodeBuffer *ring, int32
         return -1;
     const auto length = static_cast<std::int32_t>(std::strlen(needle));
     const std::int32_t begin = (ring->start + kRingSize - spanLength) % kRingSize;
-    std::int32_t first = 0;
-    std::int32_t second = 0;
-    QUILLON_retcodeBufferGetSizesForStream(begin, length, &first, &second);
+    const auto [first, second] = parts_of(begin, length);
     if (!is_equal(ring->data + begin, needle, first) ||
         !is_equal(ring->data, needle + first, second))
         return -1;

@@ -206,9 +206,25 @@ TEST(ParameterManager, ReadsOnceAndMayBeFinalisedTwice)
     EXPECT_TRUE(present);
     for (int i = 0; i < 2; ++i)
         QUILLONParameterManager_finalize(&manager);
+    for (const auto &row : QUILLONParameterManager_g_parameterDesc)
+        EXPECT_TRUE(row.reserved == 0 && row.description == std::string() && row.enabled == 1)
+            << row.name;
     EXPECT_EQ(manager.state, 0x7345);
     EXPECT_EQ(test::printed_by([] { QUILLONParameterManager_printUsage("quillon"); }),
               test::printed_by([] { QUILLONParameterManager_printHelp("quillon"); }));
+}
+
+/** What this process's descriptors lead to, by the first word. */
+std::string descriptors()
+{
+    std::string all;
+    for (int descriptor = 0; descriptor < 256; ++descriptor) {
+        std::error_code none;
+        const std::string target =
+            fs::read_symlink("/proc/self/fd/" + std::to_string(descriptor), none);
+        all += target.empty() ? "" : target.substr(0, target.find(':')) + " ";
+    }
+    return all;
 }
 
 TEST(LauncherFaults, OfAConnectionToItself)
@@ -217,16 +233,19 @@ TEST(LauncherFaults, OfAConnectionToItself)
     for_each_fault(
         [] {
             sockaddr_in address;
+            std::string held;
             int own;
             {
                 const Aside preparation;
                 address = test::loopback(test::free_port());
                 own = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
                 bind(own, reinterpret_cast<const sockaddr *>(&address), sizeof address);
+                held = descriptors();
             }
             const bool connected = QUILLON_socketConnect(own, &address, 29) != 0;
             const std::string error = std::to_string(errno);
             const Aside look;
+            EXPECT_EQ(descriptors(), held);
             const int server = socket(AF_INET, SOCK_STREAM, 0);
             const bool is_free =
                 bind(server, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
@@ -312,19 +331,6 @@ TEST(LauncherFaults, OfOutputThatIsLostBeforeTheEnd)
                   levels == 0 ? "" : "main:OS write() failure, error 0X5: Input/output error\n");
         std::fclose(std::exchange(stdout, before));
     }
-}
-
-/** What this process's descriptors lead to, by the first word. */
-std::string descriptors()
-{
-    std::string all;
-    for (int descriptor = 0; descriptor < 256; ++descriptor) {
-        std::error_code none;
-        const std::string target =
-            fs::read_symlink("/proc/self/fd/" + std::to_string(descriptor), none);
-        all += target.empty() ? "" : target.substr(0, target.find(':')) + " ";
-    }
-    return all;
 }
 
 /** Becomes the server, with a call that fails, and with no more descriptors than it has. */
