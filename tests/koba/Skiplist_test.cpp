@@ -236,8 +236,8 @@ TEST(Skiplist, TakesNoMaximumLevelThatIsOutOfRange)
 TEST(Level, IsTheLengthOfARunOfBitsWithinTheLimits)
 {
     const std::tuple<int32_t, uint32_t, int> cases[] = {
-        {-1, 1000, 0}, {0, 1000, 0}, {5, 1000, 5}, {31, 0, 0},         {31, 1, 0},
-        {31, 2, 1},    {31, 3, 1},   {31, 4, 2},   {32, UINT_MAX, 31},
+        {-1, 1000, 0}, {0, 1000, 0}, {1, 1000, 1}, {5, 1000, 5}, {31, 0, 0},
+        {31, 1, 0},    {31, 2, 1},   {31, 3, 1},   {31, 4, 2},   {32, UINT_MAX, 31},
     };
     for (const auto &[maximum_level, node_count, limit] : cases)
         for (unsigned seed = 0; seed < 200; ++seed) {
