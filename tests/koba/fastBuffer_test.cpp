@@ -263,20 +263,19 @@ char *g_buffer = nullptr;
 TEST(FastBufferPool, ZeroesWhatAGetHandsOutOutsideTheMutex)
 {
     const LogCapture capture;
-    const test::Replacement unlock(
-        test::instead::pthread_mutex_unlock, +[](pthread_mutex_t *mutex) {
-            EXPECT_TRUE(g_buffer == nullptr || *g_buffer == 0x5A) << "zeroed under the mutex";
-            return __real_pthread_mutex_unlock(mutex);
-        });
     for (const int32_t guarded : {0, 1}) {
-        g_buffer = nullptr;
         const Pool pool = make(24, 8, {{2, 2, 0}, guarded, 1, 0});
-        char *const buffer = get(pool, 1)[0];
+        g_buffer = get(pool, 1)[0];
         const auto contents_after = [&](void *(*take)(KOBAFastBufferPool *)) {
-            g_buffer = std::fill_n(buffer, 24, 0x5A) - 24;
-            KOBAFastBufferPool_returnBuffer(pool.get(), buffer);
-            EXPECT_EQ(take(pool.get()), buffer);
-            return std::string(buffer, 24);
+            std::memset(g_buffer, 0x5A, 24);
+            KOBAFastBufferPool_returnBuffer(pool.get(), g_buffer);
+            const test::Replacement unlock(
+                test::instead::pthread_mutex_unlock, +[](pthread_mutex_t *mutex) {
+                    EXPECT_EQ(*g_buffer, 0x5A) << "zeroed under the mutex";
+                    return __real_pthread_mutex_unlock(mutex);
+                });
+            EXPECT_EQ(take(pool.get()), g_buffer);
+            return std::string(g_buffer, 24);
         };
         EXPECT_EQ(contents_after(KOBAFastBufferPool_getBuffer), std::string(24, '\0'));
         EXPECT_EQ(contents_after(KOBAFastBufferPool_getBufferNoMalloc), std::string(24, 0x5A));
