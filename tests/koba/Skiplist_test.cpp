@@ -162,9 +162,10 @@ int first_flaw(KOBASkiplistDescription *description, unsigned seed)
     EXPECT_EQ(std::tuple(list->head->userData, list->head->userValue, list->head->userFlag),
               std::tuple(&direction, 7u, 8));
     EXPECT_EQ(list->fastCompare, is_fast);
+    bool is_right = true;
     int step = 0;
     const Node *tail_if_empty = nullptr;
-    for (bool is_right = true; is_right && step < 2000; ++step) {
+    for (; is_right && step < 2000; ++step) {
         Record &record = given[random() % given.size()];
         const auto dice = random() % 200;
         if (dice == 0) {
@@ -186,7 +187,7 @@ int first_flaw(KOBASkiplistDescription *description, unsigned seed)
         KOBASkiplist_finalize(list);
     EXPECT_TRUE(ZOVOsapiMemory_isZero(list, sizeof *list));
     KOBASkiplist_delete(list);
-    return step == 2000 ? -1 : step;
+    return is_right ? -1 : step;
 }
 
 TEST(Skiplist, IsASetThroughAllSteps)
@@ -236,8 +237,8 @@ TEST(Skiplist, TakesNoMaximumLevelThatIsOutOfRange)
 TEST(Level, IsTheLengthOfARunOfBitsWithinTheLimits)
 {
     const std::tuple<int32_t, uint32_t, int> cases[] = {
-        {-1, 1000, 0}, {0, 1000, 0}, {5, 1000, 5}, {31, 0, 0},         {31, 1, 0},
-        {31, 2, 1},    {31, 3, 1},   {31, 4, 2},   {32, UINT_MAX, 31},
+        {-1, 1000, 0}, {0, 1000, 0}, {1, 1000, 1}, {5, 1000, 5}, {31, 0, 0},
+        {31, 1, 0},    {31, 2, 1},   {31, 3, 1},   {31, 4, 2},   {32, UINT_MAX, 31},
     };
     for (const auto &[maximum_level, node_count, limit] : cases)
         for (unsigned seed = 0; seed < 200; ++seed) {

@@ -89,6 +89,8 @@ TEST(Parse, NumbersAndWords)
         {"10 10 8 - 76 ", {"010"}},
         {"6 - 6 - 76 ", {"-4294967290"}},
         {"- - -1 - 76 ", {"99999999999999999999"}},
+        {"- 4294967295 -1 - 76 ", {"4294967295"}},
+        {"0 - 0 - 76 ", {"4294967296"}},
         {"- - -1 - 77 ", {"-1.E5"}},
         {"- - -1 - - ", {"-1e-5"}},
         {"- - - - 77 ", {"e"}},
@@ -240,6 +242,7 @@ TEST(StringFaults, LeaveWhatThereWas)
         std::string result = std::string(copy) + (replaced == copy ? "" : ", and null");
         EXPECT_EQ(KOBAString_replace(&copy, nullptr), nullptr);
         EXPECT_EQ(copy, nullptr);
+        EXPECT_EQ(KOBAString_replace(nullptr, "a"), nullptr);
         const char *const candidates[] = {"ab", "name", ""};
         int32_t index = -1;
         const ZOVBool is_found = KOBAString_validateName(&index, nullptr, "name", candidates, 1);

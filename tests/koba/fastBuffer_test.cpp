@@ -95,7 +95,7 @@ TEST(FastBufferPool, GrowsToTwiceItsLastGrowthWithinItsLimits)
 
 TEST(FastBufferPool, HandsOutBuffersInTheOrderOfAddressesAndTakesThemBack)
 {
-    const Pool pool = make(10, 8, growing(3, 9, -1));
+    const Pool pool = make(9, 8, growing(3, 9, -1));
     ASSERT_EQ(KOBAFastBufferPool_getBufferSize(pool.get()), 16);
     const std::vector<char *> buffers = get(pool, 9);
     for (const std::size_t i : {1, 2, 4, 5, 6, 7, 8})
@@ -127,7 +127,7 @@ TEST(FastBufferPool, RefusesWhatItCannotBe)
     // Each has the faults of all that follow it.
     const std::tuple<int32_t, int32_t, Property, std::string> cases[] = {
         {0, 0, with_increment_0(0, 1), "propertyIn->growth.initial < 1"},
-        {0, 0, with_increment_0(2, 1),
+        {0, 0, with_increment_0(1, 0),
          "(((&propertyIn->growth)->maximal >= 0) && ((propertyIn->growth.initial) > "
          "(&propertyIn->growth)->maximal))"},
         {0, 0, with_increment_0(2, 3), "bufferSize < 1"},
@@ -152,7 +152,10 @@ TEST(FastBufferPool, RefusesWhatItCannotBe)
         lines.push_back(kNew + (condition.empty() ? "!create fast buffer pool buffers\n"
                                                   : "!precondition: " + condition + "\n"));
     }
-    EXPECT_EQ(capture.lines(), lines);
+    const test::Fault fault("calloc 3"); // of the largest pool that is tried
+    EXPECT_EQ(make(INT32_MAX, 1, kDoubling), nullptr);
+    EXPECT_EQ(capture.lines(), lines + Lines({kGrow + " !allocate buffer of 2147483647 bytes\n",
+                                              kNew + "!create fast buffer pool buffers\n"}));
 }
 
 /** What a buffer has while it is ready: a number and a block, which may be lacking. */
@@ -260,20 +263,19 @@ char *g_buffer = nullptr;
 TEST(FastBufferPool, ZeroesWhatAGetHandsOutOutsideTheMutex)
 {
     const LogCapture capture;
-    const test::Replacement unlock(
-        test::instead::pthread_mutex_unlock, +[](pthread_mutex_t *mutex) {
-            EXPECT_TRUE(g_buffer == nullptr || *g_buffer == 0x5A) << "zeroed under the mutex";
-            return __real_pthread_mutex_unlock(mutex);
-        });
     for (const int32_t guarded : {0, 1}) {
-        g_buffer = nullptr;
         const Pool pool = make(24, 8, {{2, 2, 0}, guarded, 1, 0});
-        char *const buffer = get(pool, 1)[0];
+        g_buffer = get(pool, 1)[0];
         const auto contents_after = [&](void *(*take)(KOBAFastBufferPool *)) {
-            g_buffer = std::fill_n(buffer, 24, 0x5A) - 24;
-            KOBAFastBufferPool_returnBuffer(pool.get(), buffer);
-            EXPECT_EQ(take(pool.get()), buffer);
-            return std::string(buffer, 24);
+            std::memset(g_buffer, 0x5A, 24);
+            KOBAFastBufferPool_returnBuffer(pool.get(), g_buffer);
+            const test::Replacement unlock(
+                test::instead::pthread_mutex_unlock, +[](pthread_mutex_t *mutex) {
+                    EXPECT_EQ(*g_buffer, 0x5A) << "zeroed under the mutex";
+                    return __real_pthread_mutex_unlock(mutex);
+                });
+            EXPECT_EQ(take(pool.get()), g_buffer);
+            return std::string(g_buffer, 24);
         };
         EXPECT_EQ(contents_after(KOBAFastBufferPool_getBuffer), std::string(24, '\0'));
         EXPECT_EQ(contents_after(KOBAFastBufferPool_getBufferNoMalloc), std::string(24, 0x5A));

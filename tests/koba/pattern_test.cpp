@@ -1,5 +1,5 @@
 #include "fuzz/fuzz.hpp"
-#include "koba/String.h"
+#include "koba/pattern.hpp"
 
 #include <gtest/gtest.h>
 #include <utility>
@@ -19,7 +19,12 @@ void expect(int32_t result, uint32_t flags,
 TEST(CommonPattern, GoesSegmentBySegment)
 {
     expect(0, 0, {{"a", "a?"}}); // no text, but one wildcard may be left over
-    expect(0, 0, {{"[ab", "[ab"}, {"a\\", "a\\"}, {"[\x80-\xFF]", "[\xE4]"}});
+    expect(0, 0,
+           {{"[ab", "[ab"},
+            {"a\\", "a\\"},
+            {"[\x80-\xFF]", "[\xE4]"},
+            {"[\x01]", "[\x01]"},
+            {"[\xFF]", "[\xFF]"}});
     expect(0, 0, {{"*[a]", "[b]"}}); // the set at the star's place is skipped
     expect(0, 1, {{"\\*", "\\a"}});
     expect(0, 0x10, {{"aB", "Ab"}});
@@ -34,6 +39,14 @@ TEST(CommonPattern, GoesSegmentBySegment)
     expect(1, 0, {{"a?b", "a/b"}});    // the separator separates without PATHNAME, too
     expect(1, 0x0A, {{"a", "a/b"}});   // nothing may follow, in spite of LEADING_DIR
     expect(1, 0x26, {{"*?b", "x/b"}}); // the separator does not change behind a star
+}
+
+TEST(Sets, WithoutAnEndAreTold)
+{
+    EXPECT_EQ(KOBAString_rangeIntersect("ab", "a]", 0), -1);
+    EXPECT_EQ(KOBAString_rangeIntersect("a]", "ab", 0), -1);
+    EXPECT_EQ(KOBAString_rangeIntersect("a]", "b]", 0), 0);
+    EXPECT_EQ(KOBAString_matchTokenSuffix("*a", "*b", 0), 1);
 }
 
 // When there is a text that both match, the answer is that there may be one.
