@@ -82,7 +82,7 @@ bool result_of(const Operation &operation)
     if constexpr (std::is_void_v<decltype(operation())>)
         return operation(), false;
     else
-        return operation();
+        return operation() != decltype(operation()){};
 }
 
 TYPED_TEST(Sequences, RefuseWhatIsMissing)

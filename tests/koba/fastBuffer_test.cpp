@@ -98,7 +98,7 @@ TEST(FastBufferPool, HandsOutBuffersInTheOrderOfAddressesAndTakesThemBack)
     const Pool pool = make(9, 8, growing(3, 9, -1));
     ASSERT_EQ(KOBAFastBufferPool_getBufferSize(pool.get()), 16);
     const std::vector<char *> buffers = get(pool, 9);
-    for (const std::size_t i : {1, 2, 4, 5, 6, 7, 8})
+    for (const std::size_t i : {1u, 2u, 4u, 5u, 6u, 7u, 8u})
         EXPECT_EQ(buffers[i] - buffers[i - 1], 16) << i;
     {
         const test::Fault counting;

@@ -164,7 +164,7 @@ TEST_F(Environment, FilesAreReadAsTheyAreAndRemoved)
     const std::string file = path("file");
     EXPECT_FALSE(ZOVOsapiUtility_fileExists(file.c_str()));
     const int64_t count = ZOVOsapiHeap_g_allocCount;
-    for (const std::size_t size : {0, 4095, 4096, 4097, 100000}) {
+    for (const std::size_t size : {0u, 4095u, 4096u, 4097u, 100000u}) {
         std::string content;
         for (std::size_t i = 0; i < size; ++i)
             content += static_cast<char>(i * 7);

@@ -31,6 +31,8 @@ constexpr int32_t kDefaultPriority = ZOV_OSAPI_THREAD_PRIORITY_DEFAULT;
  */
 struct Gate
 {
+    Gate(ThreadStart start_, void *argument_) : start(start_), argument(argument_) {}
+
     ThreadStart start;
     void *argument;
     std::atomic<bool> is_open = false;
