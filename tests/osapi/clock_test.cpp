@@ -282,6 +282,8 @@ TEST(Process, KnowsItsMemory)
     ZOVOsapiProcessMemoryInfo before = {};
     ASSERT_TRUE(ZOVOsapiProcess_getMemoryInfo(&before));
     const std::vector<char> memory(kSize, 'x');
+    const char *const volatile in_use = memory.data(); // or the compiler could do without it
+    ASSERT_NE(in_use, nullptr);
     ZOVOsapiProcessMemoryInfo after = {};
     ASSERT_TRUE(ZOVOsapiProcess_getMemoryInfo(&after));
     EXPECT_GE(after.totalSize, before.totalSize + kSize);

@@ -200,7 +200,8 @@ private:
 
     bool fail_file()
     {
-        m_error = printable(m_snapshot.file) + ": " + std::strerror(errno);
+        const int error = errno;
+        m_error = printable(m_snapshot.file) + ": " + std::strerror(error);
         return false;
     }
 
