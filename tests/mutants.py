@@ -69,7 +69,7 @@ def faults_of_line(line, catalog):
         others = [name for name in catalog.get(match[0].rsplit("_", 1)[-1], []) if name != match[0]]
         if others:
             yield line[:match.start()] + others[0] + line[match.end():]
-    if STATEMENT.match(line) and line.count("(") == line.count(")"):
+    if STATEMENT.match(line) and "va_end" not in line and line.count("(") == line.count(")"):
         yield re.match(r"\s*", line)[0] + ";"
 
 

@@ -23,6 +23,7 @@ constexpr char kTooLong[] = "warning: string too long, truncated to 1024\n";
 constexpr ZOVLogMessage kNumber = {0x02112034, "number %d\n"};
 constexpr ZOVLogMessage kText = {0x02000005, "%s\n"};
 constexpr ZOVLogMessage kNothing = {0x02000006, nullptr};
+constexpr ZOVLogMessage kEmpty = {0x02000007, ""};
 
 TEST(Log, PrintMaskSelectsWhatALineHolds)
 {
@@ -94,8 +95,9 @@ TEST(Log, LongContextLeavesNoRoom)
     ZOVLog_printContextAndFatalMsg("main", &kText, "text");
     ZOVLog_printContextAndFatalMsg(nullptr, &kText, "text");
     ZOVLog_printContextAndMsg("main", &kNothing);
+    ZOVLog_printContextAndMsg("main", &kEmpty);
     EXPECT_EQ(capture.lines(), Lines({"[FATAL] " + std::string(247, 'c') + ":text\n",
-                                      "[FATAL] main:text\n", "[FATAL] :text\n", "main:"}));
+                                      "[FATAL] main:text\n", "[FATAL] :text\n", "main:", "main:"}));
 }
 
 TEST(Log, DebugTextIsPassedAsItIsAndCut)
