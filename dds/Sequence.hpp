@@ -124,8 +124,10 @@ class Operations
 
     [[gnu::cold, gnu::noinline]] static bool make_ready(Sequence *self, const char *operation)
     {
-        if (self == nullptr)
-            return bad_parameter(operation, "self");
+        if (self == nullptr) {
+            bad_parameter(operation, "self");
+            return false; // said here, where the static analysis sees it
+        }
         *self = kInitial<Sequence>;
         return true;
     }
