@@ -23,7 +23,7 @@ target_link_libraries(product_flags INTERFACE cxx_flags hardening_flags)
 # Tests are built to be compiled soon. What they test is built as it ships.
 add_library(test_flags INTERFACE)
 target_link_libraries(test_flags INTERFACE warning_flags)
-target_compile_options(test_flags INTERFACE $<$<CONFIG:RelWithDebInfo>:-O1;-g1>)
+target_compile_options(test_flags INTERFACE "$<$<CONFIG:RelWithDebInfo>:-O1;-g1>")
 
 # What a release is hardened with. Sanitizers bring checks of their own, and fortified calls need an
 # optimizing build.
@@ -43,7 +43,7 @@ elseif(QUILLON_SANITIZE)
 endif()
 if(QUILLON_SANITIZE)
     add_compile_options(-fsanitize=${sanitizers} -fno-sanitize-recover=all -fno-omit-frame-pointer
-        $<$<CONFIG:RelWithDebInfo>:-O1;-g1>)
+        "$<$<CONFIG:RelWithDebInfo>:-O1;-g1>")
     add_link_options(-fsanitize=${sanitizers})
 endif()
 if(QUILLON_COVERAGE)

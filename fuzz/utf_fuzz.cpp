@@ -103,7 +103,8 @@ template <class Unit>
 std::vector<Unit> units_of(const std::string &bytes)
 {
     std::vector<Unit> units(bytes.size() / sizeof(Unit) + 1);
-    std::memcpy(units.data(), bytes.data(), bytes.size() / sizeof(Unit) * sizeof(Unit));
+    for (std::size_t i = 0; i + 1 < units.size(); ++i)
+        std::memcpy(&units[i], &bytes[i * sizeof(Unit)], sizeof(Unit));
     units.erase(std::find(units.begin(), units.end(), Unit{0}) + 1, units.end());
     return units;
 }
