@@ -1,4 +1,8 @@
 # `cpack -G DEB`: the launcher, the shared library when that is built, and what programs are built with.
+file(STRINGS packaging/debian/changelog newest LIMIT_COUNT 1)
+if(NOT newest MATCHES "^quillon \\(${PROJECT_VERSION}\\) ")
+    message(FATAL_ERROR "packaging/debian/changelog starts with \"${newest}\", not with ${PROJECT_VERSION}")
+endif()
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_CONTACT "quillon developers <quillon@developers.example>")
 set(CPACK_STRIP_FILES ON)
