@@ -51,21 +51,21 @@ TEST(Log, LocationIsJoinedFromThePlacesOfThePrintMask)
 {
     const LogCapture capture;
     const std::pair<uint32_t, const char *> cases[] = {
-        {0x3E, "Mx11/open/door.c:12:number 7\n"},
+        {0x3E, "Mx11/f/door.c:12:number 7\n"},
         {0x2, "number 7\n"},
         {0x6, "Mx11:number 7\n"},
-        {0xA, "open:number 7\n"},
+        {0xA, "f:number 7\n"},
         {0x12, "door.c:number 7\n"},
         {0x22, ":12:number 7\n"},
         {0x32, "door.c:12:number 7\n"},
-        {0x2A, "open:12:number 7\n"},
-        {0x1A, "open/door.c:number 7\n"},
-        {0x3F, "Mx11/open/door.c:12:ZOV0x2112034:number 7\n"},
+        {0x2A, "f:12:number 7\n"},
+        {0x1A, "f/door.c:number 7\n"},
+        {0x3F, "Mx11/f/door.c:12:ZOV0x2112034:number 7\n"},
     };
     Lines expected;
     for (const auto &[mask, line] : cases) {
         ZOVLog_printMask = mask;
-        ZOVLog_printLocationContextAndMsg(0x2112000, "open", "door.c", 12, &kNumber, 7);
+        ZOVLog_printLocationContextAndMsg(0x2112000, "f", "door.c", 12, &kNumber, 7);
         expected.emplace_back(line);
     }
     ZOVLog_printMask = 0x3E;
