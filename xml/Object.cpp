@@ -71,13 +71,13 @@ bool make_children(ZOVXMLObject *object)
                    "skiplist description");
         return false;
     }
-    if (!KOBASkiplist_init(&object->childrenByName, &object->childrenDescription,
-                           ZOVXMLObject_compare, nullptr, 0, 0)) {
+    const bool is_ready = KOBASkiplist_init(&object->childrenByName, &object->childrenDescription,
+                                            ZOVXMLObject_compare, nullptr, 0, 0);
+    if (!is_ready) {
         XML_LOG_AS(Exception, kSubmoduleObject, kInitialize, ZOV_LOG_INIT_FAILURE_s, "skiplist");
         KOBASkiplist_deleteDefaultAllocator(&object->childrenDescription);
-        return false;
     }
-    return true;
+    return is_ready;
 }
 
 void delete_children(ZOVXMLObject *object)

@@ -4,6 +4,7 @@
 #include "log/Log.h"
 #include "osapi/Log.hpp"
 #include "tests/support/LogCapture.hpp"
+#include "tests/support/Process.hpp"
 #include "xml/Log.h"
 
 #include <cerrno>
@@ -11,6 +12,7 @@
 #include <map>
 #include <set>
 #include <tuple>
+#include <utility>
 
 using test::Lines;
 using test::LogCapture;
@@ -45,6 +47,18 @@ TEST(Log, PrintMaskSelectsWhatALineHolds)
                   static_cast<int>(expected.emplace_back(line).size()));
     }
     EXPECT_EQ(capture.lines(), expected);
+}
+
+TEST(Log, FlushBringsOutWhatTheDefaultHookPrinted)
+{
+    const test::TemporaryDirectory directory;
+    const std::string path = directory.path() + "/out";
+    FILE *before = std::exchange(stdout, std::fopen(path.c_str(), "w"));
+    ZOVLog_getDefaultOnMessageMethod()("line\n");
+    EXPECT_EQ(test::read_file(path), "");
+    ZOVLog_flush();
+    EXPECT_EQ(test::read_file(path), "line\n");
+    std::fclose(std::exchange(stdout, before));
 }
 
 TEST(Log, LocationIsJoinedFromThePlacesOfThePrintMask)
