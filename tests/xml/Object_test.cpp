@@ -48,6 +48,7 @@ TEST(XmlObject, TakesItsChildrenWithIt)
     EXPECT_EQ(root->state, ZOV_XML_OBJECT_FINALIZED);
     EXPECT_EQ(ZOVXMLObject_getRoot(root), nullptr);
     EXPECT_EQ(ZOVXMLObject_getFirstChild(root), nullptr);
+    EXPECT_EQ(ZOVXMLObject_getChildCount(root), 0);
     EXPECT_EQ(ZOVXMLObject_getFullyQualifiedName(root), nullptr);
     EXPECT_EQ(ZOVXMLObject_getName(root), nullptr);
     ZOVXMLObject orphan = {};
