@@ -31,7 +31,7 @@ using dds::policy::kMillion;
     }
 #define RELATION(DEMAND, FIELD, OTHER)                                                             \
     {                                                                                              \
-        Demand::DEMAND, &DDS_DataReaderResourceLimitsQosPolicy::FIELD, #FIELD, 0, 0,               \
+        Demand::DEMAND, &DDS_DataReaderResourceLimitsQosPolicy::FIELD, #FIELD,                     \
             &DDS_DataReaderResourceLimitsQosPolicy::OTHER, #OTHER                                  \
     }
 
@@ -63,8 +63,8 @@ constexpr Rule kRules[] = {
     RANGE(initial_remote_virtual_writers, 1, kMillion),
     // Kept: the values compared are not the virtual ones, for which there is no such rule.
     {Demand::AtMost, &DDS_DataReaderResourceLimitsQosPolicy::initial_remote_writers,
-     "initial_remote_virtual_writers", 0, 0,
-     &DDS_DataReaderResourceLimitsQosPolicy::max_remote_writers, "max_remote_virtual_writers"},
+     "initial_remote_virtual_writers", &DDS_DataReaderResourceLimitsQosPolicy::max_remote_writers,
+     "max_remote_virtual_writers"},
     RANGE_OR_UNLIMITED(max_remote_virtual_writers_per_instance, 1024),
     RANGE(initial_remote_virtual_writers_per_instance, 1, 1024),
     RELATION(AtMost, initial_remote_virtual_writers_per_instance,

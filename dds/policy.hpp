@@ -45,6 +45,15 @@ struct Rule
 {
     using Field = DDS_Long Policy::*;
 
+    constexpr Rule(Demand what, Field of, const char *called, DDS_Long low = 0, DDS_Long high = 0)
+        : demand(what), field(of), name(called), minimum(low), maximum(high)
+    {
+    }
+    constexpr Rule(Demand what, Field of, const char *called, Field to, const char *to_called)
+        : demand(what), field(of), name(called), other(to), other_name(to_called)
+    {
+    }
+
     Demand demand;
     Field field;
     const char *name;
