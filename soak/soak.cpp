@@ -40,7 +40,7 @@ using soak::Job;
 using soak::Run;
 
 constexpr int kGroup = 16;
-constexpr int kIdleMs = 4000; // longer than any pause between two runs
+constexpr int kIdleMs = 20000; // longer than any pause between two runs, on a busy machine, too
 constexpr int kDefaultRuns = 10000;
 constexpr int kMostRuns = 1'000'000;
 constexpr unsigned kLongestStepSeconds = 300;
