@@ -3,6 +3,7 @@
 #include "dds/ReceiverPoolQosPolicy.h"
 #include "dds/ResourceLimitsQosPolicy.h"
 #include "tests/support/LogCapture.hpp"
+#include "tests/support/Process.hpp"
 #include "xml/Infrastructure.h"
 
 #include <algorithm>
@@ -174,6 +175,9 @@ TEST(Settings, RulesOfResourceLimits)
                             operation + "samples (max_samples_per_instance is unlimited)\n"};
         EXPECT_EQ(capture.take(), fits ? Lines() : both);
     }
+    const Limits none = {0, 1, -1, 1, 1, 1};
+    const DDS_HistoryQosPolicy history = {99, 1};
+    EXPECT_FALSE(DDS_ResourceLimitsQosPolicy_is_consistent_w_historyI(&none, &history));
 }
 
 TEST(Settings, RulesOfReceiverPools)
@@ -348,6 +352,7 @@ std::string words_of(const std::function<void(ZOVXMLSaveContext &)> &save, ZOVBo
     char text[4096] = "";
     ZOVXMLSaveContext context = {nullptr, text, sizeof text, 0, 0, error};
     save(context);
+    EXPECT_TRUE(context.error || test::count(text, "<") == 2 * test::count(text, "</")) << text;
     const std::string open = std::regex_replace(text, std::regex(R"((\S)</\w+>)"), "$1");
     return std::regex_replace(open, std::regex(R"([<>\s]+)"), " ") + "error " +
            std::to_string(context.error) + " depth " + std::to_string(context.depth);

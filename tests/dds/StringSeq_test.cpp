@@ -74,6 +74,7 @@ TEST(StringSeqText, ThatCannotBeJoinedIsEmpty)
         {0, 1, 0, "", {}},
         {0, 0, 5, "old", {kJoin + "insufficient space: 0 available, 1 needed\n"}},
         {2, -1, 5, "old", {kJoin + "insufficient space: -1 available, 2 needed\n"}},
+        {2, 1, 5, "", {kJoin + "insufficient space: 1 available, 2 needed\n"}},
         {2, 5, 5, "", {kJoin + "insufficient space: 5 available, 5 needed\n"}},
         {2, 6, 0, "a,bc", {}},
         {3, 8, 3, "", {kJoin + "bad parameter: NULL string\n"}},

@@ -121,6 +121,17 @@ TEST(ReturnCodeRing, WrapsWhenItStartsElsewhere)
     }
 }
 
+TEST(ReturnCodeRing, SplitsWhatGoesBeyondItsEnd)
+{
+    constexpr int kCases[][4] = {{0, 5, 5, 0}, {20, 5, 5, 0}, {20, 10, 6, 4}, {20, 60, 6, 20}};
+    for (const auto &[start, count, to_the_end, from_the_beginning] : kCases) {
+        int first = -1;
+        int second = -1;
+        QUILLON_retcodeBufferGetSizesForStream(start, count, &first, &second);
+        EXPECT_EQ(std::pair(first, second), std::pair(to_the_end, from_the_beginning));
+    }
+}
+
 TEST(ReturnCodeRing, FindsATextAtTheBeginningOfItsLastBytes)
 {
     const std::tuple<int, int, int, const char *, int> kCases[] = {

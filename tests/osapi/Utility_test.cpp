@@ -64,6 +64,17 @@ TEST(Arithmetic, PowersAndLogarithmsOfTwo)
     }
 }
 
+TEST(Arithmetic, KnowsWhatIsNoNumberAndWhatHasNoEnd)
+{
+    for (const float value : {0.0F, -1.0F, HUGE_VALF, -HUGE_VALF, NAN}) {
+        const bool is_infinite = value == HUGE_VALF || value == -HUGE_VALF;
+        EXPECT_EQ(ZOVOsapiUtility_isnan(value), value != value);
+        EXPECT_EQ(ZOVOsapiUtility_isnanf(value), value != value);
+        EXPECT_EQ(ZOVOsapiUtility_isinf(value), is_infinite);
+        EXPECT_EQ(ZOVOsapiUtility_isinff(value), is_infinite);
+    }
+}
+
 TEST(Random, IsThePlatformsSequenceMovedOffZeroAndScaled)
 {
     EXPECT_TRUE(kFirstUseSeeds);

@@ -317,6 +317,12 @@ TEST_F(Monitor, SwitchedOffItSaysSo)
     ZOVOsapiHeap_setHeapContext(&context, nullptr, nullptr);
     EXPECT_EQ(context.poolBufferSize, 3) << "without a context nothing is saved";
     EXPECT_EQ(ZOVOsapiHeap_getContext(), nullptr);
+    for (const auto clear : {ZOVOsapiHeap_resetContext, ZOVOsapiHeap_initializeContext}) {
+        context = {1, 2, 3, "topic", "activity"};
+        clear(&context);
+        EXPECT_EQ(context.poolAllocation | context.poolBufferCount | context.poolBufferSize, 0);
+        EXPECT_TRUE(context.topic == nullptr && context.activity == nullptr);
+    }
     expect_reported({});
     for (const auto &[name, operation] : kOperations) {
         EXPECT_FALSE(operation());

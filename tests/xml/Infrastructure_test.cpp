@@ -1,6 +1,7 @@
 #include "tests/support/Faults.hpp"
 #include "xml/Infrastructure.h"
 #include "xml/Utils.h"
+#include "xml/append.hpp"
 
 #include <cstdlib>
 #include <cstring>
@@ -52,6 +53,10 @@ TEST(XmlSaveContext, StartsEmptyAndIndentsAsFarAsCanBePrinted)
         EXPECT_EQ(context.length, length);
         EXPECT_EQ(context.error, length == 0);
     }
+    context = empty;
+    zov::xml::append(context, {{"more than a printed piece could tell of", std::size_t{1} << 31}});
+    EXPECT_TRUE(context.error);
+    EXPECT_EQ(context.length, 0u);
     ZOVXMLSaveContext_finalize(&context);
 }
 
