@@ -215,6 +215,7 @@ TEST(ClosestName, HasTheLeastEditDistance)
         {"ab", {"ba", "xaby", "abcd", "", "0 2 0 2 "}}, // the first of equals
         {"Name", {"nAME", "Name", "Name", "", "0 0 1 0 "}},
         {"\xC4", {"\xE4", "", "0 1 0 1 "}},
+        {"names", {"name", "", "0 1 0 1 "}},
         {"name", {"", "-7 -7 -7 -7 "}},
     };
     for (const auto &[name, candidates] : cases) {

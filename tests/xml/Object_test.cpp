@@ -68,7 +68,9 @@ TEST(XmlObject, HasANameThatIsGoodAndItsOwn)
     EXPECT_EQ(ZOVXMLObject_getLastChild(root), first);
     EXPECT_EQ(make(root, std::string(513, 'x')), nullptr);
     EXPECT_NE(make(root, std::string(512, 'x')), nullptr);
-    EXPECT_EQ(make(root, "b", "nowhere::a"), nullptr);
+    ZOVXMLObject without_base = {};
+    EXPECT_FALSE(ZOVXMLObject_initialize(&without_base, &kModule, root, "b", "nowhere::a"));
+    EXPECT_EQ(without_base.name, nullptr);
     EXPECT_EQ(capture.lines(),
               Lines({"ZOVXMLObject_addChild: XML object with name 'a' already exists\n",
                      "ZOVXMLObject_initialize:!object name too long\n",
