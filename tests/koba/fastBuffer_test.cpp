@@ -282,6 +282,9 @@ TEST(FastBufferPool, ZeroesWhatAGetHandsOutOutsideTheMutex)
         const test::Fault fault("pthread_mutex_unlock 2"); // the first is the return's
         EXPECT_EQ(contents_after(KOBAFastBufferPool_getBuffer)[23] == 0x5A, guarded != 0);
     }
+    const Pool growing = make(24, 8, {{1, -1, -1}, 0, 1, 0});
+    for (const char *buffer : get(growing, 3))
+        EXPECT_EQ(std::string(buffer, 24), std::string(24, '\0'));
     EXPECT_EQ(capture.lines(), Lines({os_failure("ZOVOsapiSemaphore_give", "pthread_mutex_unlock"),
                                       "KOBAFastBufferPool_getBuffer:!give mutex\n"}));
 }
