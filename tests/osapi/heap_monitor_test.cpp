@@ -8,6 +8,7 @@
 #include <span>
 #include <sstream>
 #include <thread>
+#include <tuple>
 
 using test::Expected;
 using test::kOs;
@@ -320,7 +321,9 @@ TEST_F(Monitor, SwitchedOffItSaysSo)
     for (const auto clear : {ZOVOsapiHeap_resetContext, ZOVOsapiHeap_initializeContext}) {
         context = {1, 2, 3, "topic", "activity"};
         clear(&context);
-        EXPECT_EQ(context.poolAllocation | context.poolBufferCount | context.poolBufferSize, 0);
+        EXPECT_EQ(
+            std::tuple(context.poolAllocation, context.poolBufferCount, context.poolBufferSize),
+            std::tuple(0, 0, 0));
         EXPECT_TRUE(context.topic == nullptr && context.activity == nullptr);
     }
     expect_reported({});
