@@ -7,7 +7,8 @@ Per folder N faults (20), drawn from all places where one can be made: a wrong b
 condition, a wrong number, a dropped statement, another message, another word in a message. A fault
 is found when a test of its folder, or after those any other test, fails, crashes or hangs. Those
 that survive are printed. A fault that changes nothing that anybody could see stands with the reason
-in tests/mutants_equivalent.txt and does not count.
+in tests/mutants_equivalent.txt and does not count. A test that fails without a fault is named and
+left out.
 
 The tests run with the address sanitizer on a copy of the tree, in a namespace of their own where
 nothing but /tmp can be written: a fault may delete the wrong files.
@@ -196,7 +197,7 @@ def main():
     options = parser.parse_args()
     bench = Bench()
     broken = [test for test in bench.tests if not bench.is_fit(test)]
-    if broken: # they would find everything
+    if broken:  # they would find everything
         print(f"left out, since they fail without a fault: {' '.join(broken)}", flush=True)
         bench.tests = [test for test in bench.tests if test not in broken]
     known = equivalents()

@@ -421,9 +421,15 @@ TEST(Settings, AreWrittenAsXml)
         EXPECT_EQ(words_of(save), std::regex_replace(words, std::regex(R"(\s+)"), " "));
         EXPECT_EQ(words_of(save, ZOV_TRUE), "error 1 depth 0");
     }
-    EXPECT_NE(words_of(SAVES(DataReaderResourceLimits, kReaderDefaults))
-                  .find("max_total_instances AUTO_MAX_TOTAL_INSTANCES "),
-              std::string::npos);
+    for (const auto &[instances, text] :
+         {std::pair{0, " AUTO_MAX_TOTAL_INSTANCES "}, {-1, " LENGTH_UNLIMITED "}, {7, " 7 "}}) {
+        Reader policy = kReaderDefaults;
+        policy.max_total_instances = instances;
+        const std::string words = words_of([&policy](ZOVXMLSaveContext &context) {
+            DDS_DataReaderResourceLimitsQosPolicy_save(&policy, "ignored", &context);
+        });
+        EXPECT_EQ(test::count(words, std::string("max_total_instances") + text), 1u) << words;
+    }
     EXPECT_EQ(capture.lines(),
               Lines(1, "DDS_ThreadSettings_save:!save worker: inconsistent cpu_rotation\n"));
 }

@@ -213,6 +213,7 @@ TEST(Skiplist, IsASetThroughAllSteps)
         KOBASkiplistDescription description;
         KOBASkiplistDescription_init(&description, levels[seed % 7], create, nullptr, destroy,
                                      nullptr, nullptr, nullptr);
+        EXPECT_EQ(KOBASkiplistDescription_getMaximumLevel(&description), levels[seed % 7]);
         if (seed % 3 == 0)
             description.level = any_level;
         EXPECT_EQ(first_flaw(&description, seed), -1) << seed;

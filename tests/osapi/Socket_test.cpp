@@ -365,6 +365,8 @@ TEST_F(Socket, MessagesAreGatheredAndSentOnEverySocketOfAList)
     char text[] = "Hello, world";
     ZOVOsapiSocketGatherBuffer pieces[ZOV_OSAPI_SOCKET_GATHER_MAX + 1] = {{5, text}, {77, text}};
     EXPECT_EQ(ZOVOsapiSocketGatherBuffer_init(&pieces[1]), 1);
+    EXPECT_EQ(pieces[1].length, 0u);
+    ZOVOsapiSocketGatherBuffer_finalize(&pieces[0]); // which changes nothing
     pieces[2] = {1, text + 5};
     pieces[ZOV_OSAPI_SOCKET_GATHER_MAX - 1] = {6, text + 6};
     const auto send = [&](const std::vector<std::int32_t> &sockets, std::int32_t count) {
@@ -396,6 +398,7 @@ TEST_F(Socket, MessagesAreGatheredAndSentOnEverySocketOfAList)
     }
     char data[1];
     EXPECT_EQ(recv(to, data, sizeof data, MSG_DONTWAIT), -1) << "nothing else was sent";
+    EXPECT_EQ(ZOVOsapiSocket_ignore_port_unreachable_on_receive(), 0);
 }
 
 /** Every operation that calls the platform, on a bound socket, and what it returns. */
